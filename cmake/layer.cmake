@@ -1,0 +1,52 @@
+# wirelark_layer(<name> PATH <folder below src> [USES <layers>] [LINKS <libraries>] [GENERATED <sources>])
+#
+# Makes one static library of a folder. Its headers are linked into an include root of their own, so that an include
+# outside of what USES reaches does not compile; src/ itself is on no include path.
+function(wirelark_layer name)
+  cmake_parse_arguments(ARG "" "PATH" "USES;LINKS;GENERATED;EXCEPT" ${ARGN})
+  set(folder ${PROJECT_SOURCE_DIR}/src/${ARG_PATH})
+  file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp)
+  file(GLOB headers CONFIGURE_DEPENDS ${folder}/*.h)
+  foreach(source IN LISTS ARG_EXCEPT)
+    list(REMOVE_ITEM sources ${folder}/${source})
+  endforeach()
+
+  set(root ${PROJECT_BINARY_DIR}/include/${name})
+  file(REMOVE_RECURSE ${root})
+  file(MAKE_DIRECTORY ${root}/${ARG_PATH})
+  foreach(header IN LISTS headers)
+    get_filename_component(file ${header} NAME)
+    file(CREATE_LINK ${header} ${root}/${ARG_PATH}/${file} SYMBOLIC)
+  endforeach()
+
+  if(sources OR ARG_GENERATED)
+    add_library(${name} STATIC ${sources} ${ARG_GENERATED})
+    set(scope PUBLIC)
+    target_link_libraries(${name} PRIVATE wirelark_options)
+  else()
+    add_library(${name} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(${name} ${scope} ${root})
+  target_link_libraries(${name} ${scope} ${ARG_USES} ${ARG_LINKS})
+
+  wirelark_layer_tests(${name} ${ARG_PATH})
+endfunction()
+
+# One test program a layer, of tests/<folder>/*_test.cpp. It links its own layer whole and nothing above it, so that an
+# upward call does not link.
+function(wirelark_layer_tests name path)
+  file(GLOB tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${path}/*_test.cpp)
+  if(NOT BUILD_TESTING OR NOT tests)
+    return()
+  endif()
+  add_executable(${name}_test ${tests})
+  get_target_property(type ${name} TYPE)
+  if(type STREQUAL INTERFACE_LIBRARY)
+    target_link_libraries(${name}_test PRIVATE ${name})
+  else()
+    target_link_libraries(${name}_test PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,${name}>)
+  endif()
+  target_link_libraries(${name}_test PRIVATE test_support wirelark_options GTest::gtest_main)
+  gtest_discover_tests(${name}_test PROPERTIES LABELS unit TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+endfunction()

@@ -1,0 +1,91 @@
+#include "app/config/ConfigFile.h"
+
+#include <cctype>
+#include <cerrno>
+#include <fstream>
+
+#include "error/messages.h"
+
+namespace ns::app::config {
+
+static constexpr const char* BlankLine = " \t\r\n";
+
+static bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+static const char* skipSpace(const char* text) {
+  while (*text != '\0' && isSpace(*text)) ++text;
+  return text;
+}
+
+static bool isEnd(char c) { return c == '\0' || c == '#'; }
+
+void ConfigFile::add(const std::string& key, const std::string& value) { entries.push_back({key, value}); }
+
+const char* ConfigFile::get(const std::string& key) const {
+  for (const Entry& entry : entries) {
+    if (entry.key == key) return entry.value.c_str();
+  }
+  return nullptr;
+}
+
+std::list<std::string> ConfigFile::getList(const std::string& key) const {
+  std::list<std::string> values;
+  for (const Entry& entry : entries) {
+    if (entry.key == key) values.push_back(entry.value);
+  }
+  return values;
+}
+
+std::optional<ConfigFile::Entry> ConfigFile::parse(const std::string& line) const {
+  const char* at = line.c_str();
+  if (isEnd(*at)) return std::nullopt;
+  at = skipSpace(at);
+  if (isEnd(*at)) return std::nullopt;
+
+  Entry entry;
+  for (; !isEnd(*at) && !isSpace(*at); ++at)
+    entry.key += static_cast<char>(std::tolower(static_cast<unsigned char>(*at)));
+
+  const char* const value = skipSpace(at);
+  const char* end = value;  // behind the last character that is not blank
+  for (at = value; !isEnd(*at);) {
+    if (!isSpace(*at)) {
+      end = ++at;
+    } else {
+      at = skipSpace(at);
+    }
+  }
+  entry.value.assign(value, end);
+  return entry;
+}
+
+void ConfigFile::append(std::string& pending) {
+  if (pending.empty()) return;
+  if (auto entry = parse(pending)) entries.push_back(std::move(*entry));
+  pending.clear();
+}
+
+void ConfigFile::read(const std::string& filename) {
+  entries.clear();
+  std::ifstream file(filename);
+  if (!file) throw ConfigError("ifstream(" + filename + ") failed to open: " + error::getMessage(errno));
+
+  std::string pending;  // the logical line being put together
+  for (std::string line; std::getline(file, line);) {
+    const size_t start = line.find_first_not_of(BlankLine);
+    if (start == std::string::npos) {
+      append(pending);
+    } else if (line[start] == '#') {
+      continue;  // also inside a continued line, which goes on behind the comment
+    } else if (!pending.empty() && isSpace(line[0])) {
+      pending += ' ';
+      pending.append(line, start);
+    } else {
+      append(pending);
+      pending.assign(line, start);
+    }
+  }
+  append(pending);
+}
+
+}  // namespace ns::app::config

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+// The whole logging facility: one line a call, flushed at once, with no time stamp and no filter. Supervisors such as
+// systemd add the time. Any thread may call it at any time.
+namespace ns::log {
+
+/// Held for the length of one line's output, for all levels together, so that lines never mix and keep their order.
+extern std::mutex mtx;
+
+/// Does nothing: there is no setting. Kept as the one place where a start of the daemon announces itself to the log.
+void init(bool unused);
+
+/// Writes "[INFO] " and the text to standard output.
+void info(const std::string& message);
+
+/// Writes "[WARN] " and the text to standard output.
+void warn(const std::string& message);
+
+/// Writes "[ERROR] " and the text to standard error.
+void error(const std::string& message);
+
+}  // namespace ns::log
