@@ -68,7 +68,8 @@ void ConfigFile::append(std::string& pending) {
 void ConfigFile::read(const std::string& filename) {
   entries.clear();
   std::ifstream file(filename);
-  if (!file) throw ConfigError("ifstream(" + filename + ") failed to open: " + error::getMessage(errno));
+  const int reason = errno;  // before the text below is put together, which may allocate
+  if (!file) throw ConfigError("ifstream(" + filename + ") failed to open: " + error::getMessage(reason));
 
   std::string pending;  // the logical line being put together
   for (std::string line; std::getline(file, line);) {

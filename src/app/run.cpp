@@ -1,0 +1,181 @@
+#include "app/run.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "app/configure.h"
+#include "encoding/data.h"
+#include "error/messages.h"
+#include "log/log.h"
+#include "metrics/MetricsEventFormatter.h"
+#include "net/dns/DnsMessageEventFormatter.h"
+#include "net/net.h"
+
+using ns::event::queue::EventQueue;
+using ns::net::dns::DnsMessageEventFormatter;
+using ns::worker::forwarder::Forwarder;
+using ns::worker::listener::Listener;
+using ns::worker::logger::BackgroundLogger;
+
+const char* config_filename = nullptr;
+bool force_stdout = false;
+std::condition_variable stop_cv;
+std::mutex stop_mtx;
+
+void onSignal(int sig) {
+  installSignals();
+  if (sig == SIGINT || sig == SIGTERM) {
+    stop_cv.notify_all();
+    return;
+  }
+  std::fprintf(stderr, "Unhandled signal %d received\n", sig);
+}
+
+void installSignals() {
+  std::signal(SIGTERM, onSignal);
+  std::signal(SIGINT, onSignal);
+}
+
+std::string getBasename(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+void getHostname(ns::encoding::Bytes& out) {
+  std::array<char, 65> name{};  // 64 is the most that Linux gives a host name, hostname(7)
+  if (gethostname(name.data(), name.size()) != 0) {
+    throw ns::error::UnknownError("gethostname() failed: " + ns::error::getMessage(errno));
+  }
+  name.back() = '\0';
+  out.clear();
+  ns::encoding::data::formatChars(out, name.data());
+}
+
+namespace {
+
+// All settings of the file. The functions run in the order of the members, so that of several bad values the same one
+// is always reported.
+struct Settings {
+  ns::event::format::EventFormatterConfig format;
+  ns::event::queue::EventQueueConfig queue;
+  ns::worker::forwarder::ForwardersConfig forwarders;
+  ns::worker::listener::ListenersConfig listeners;
+  ns::worker::logger::BackgroundLoggerConfig logger;
+
+  explicit Settings(ns::app::config::ConfigFile& file) {
+    configureMessageFormatter(file, format);
+    configureMessageQueue(file, queue);
+    configureForwarders(file, forwarders);
+    configureListeners(file, listeners);
+    configureBackgroundLogger(file, logger);
+  }
+};
+
+// Listeners are never destroyed: receivers that were stopped keep their connections open until the process ends. Kept
+// reachable here, so that leak checkers tell them from a leak.
+std::vector<Listener*>& immortalListeners() {
+  static auto* const listeners = new std::vector<Listener*>;
+  return *listeners;
+}
+
+// The objects of the running daemon, each of which may refer to those above it.
+class Daemon {
+ public:
+  explicit Daemon(const Settings& settings) : formatter(settings.format), queue(settings.queue) {
+    std::vector<std::unique_ptr<Forwarder>> made;
+    for (const auto& config : settings.forwarders.forwarders) {
+      made.push_back(std::make_unique<Forwarder>(config, ns::worker::forwarder::ForwarderContext{&queue, &formatter}));
+    }
+    for (const auto& config : settings.listeners.listeners) {
+      listeners.push_back(new Listener(config, ns::worker::listener::ListenerContext{&queue}));
+    }
+    for (auto& forwarder : made) forwarders.push_back(forwarder.get());
+    logger = std::make_unique<BackgroundLogger>(
+        settings.logger, ns::worker::logger::BackgroundLoggerContext{listeners, &queue, forwarders});
+    for (auto& forwarder : made) (void)forwarder.release();  // the logger deletes them
+  }
+
+  void recover() { queue.recover(); }
+  void persist() { queue.persist(); }
+
+  // Consumers before producers.
+  void start() {
+    for (Forwarder* forwarder : forwarders) forwarder->startProcessLoopThread();
+    for (Listener* listener : listeners) listener->startProcessLoopThread();
+    logger->startProcessLoopThread();
+  }
+
+  // Producers before consumers; every worker is asked before the first is joined, so that they wind down side by side.
+  void stop() {
+    for (Listener* listener : listeners) listener->stopProcessLoopThread();
+    for (Forwarder* forwarder : forwarders) forwarder->stopProcessLoopThread();
+    logger->stopProcessLoopThread();
+    for (Listener* listener : listeners) listener->joinProcessLoopThread();
+    for (Forwarder* forwarder : forwarders) forwarder->joinProcessLoopThread();
+    logger->joinProcessLoopThread();
+  }
+
+ private:
+  DnsMessageEventFormatter formatter;
+  EventQueue queue;
+  std::vector<Forwarder*> forwarders;  // owned by the logger
+  std::vector<Listener*>& listeners = immortalListeners();
+  std::unique_ptr<BackgroundLogger> logger;
+};
+
+void logFailure(const std::exception& e) { ns::log::error(std::string("Run failed: ") + e.what()); }
+
+// Any wake-up begins the stop, a spurious one too. A signal that comes before the wait is lost, and the next one
+// counts.
+void waitForSignal() {
+  std::unique_lock lock(stop_mtx);
+  stop_cv.wait(lock);
+}
+
+// Threads that did start would go on using a daemon that is being taken down, so a start that fails half-way ends the
+// process at once, with the line and the status of every failed run.
+void startOrExit(Daemon& daemon) {
+  try {
+    daemon.start();
+  } catch (const std::exception& e) {
+    logFailure(e);
+    std::fflush(nullptr);
+    std::_Exit(EXIT_SUCCESS);
+  }
+}
+
+void runDaemon() {
+  ns::log::info("Started");
+  const std::string directory = getBasename(config_filename);
+  ns::log::info("Changing directory to " + directory);
+  (void)!chdir(directory.c_str());  // one that can't be entered leaves relative paths where they were
+  ns::net::init();
+  ns::log::info(std::string("Reading config from ") + config_filename);
+  ns::app::config::ConfigFile file;
+  file.read(config_filename);
+  const Settings settings(file);
+
+  Daemon daemon(settings);
+  if (!force_stdout) daemon.recover();
+  startOrExit(daemon);
+  waitForSignal();
+  daemon.stop();
+  if (!force_stdout) daemon.persist();
+  ns::log::info("Stopped");
+}
+
+}  // namespace
+
+void run() {
+  installSignals();
+  try {
+    runDaemon();
+  } catch (const std::exception& e) { ns::log::error(std::string("Run failed: ") + e.what()); }
+}

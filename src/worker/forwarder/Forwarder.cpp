@@ -1,0 +1,253 @@
+#include "worker/forwarder/Forwarder.h"
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+#include <utility>
+
+#include "encoding/data.h"
+#include "encoding/hex.h"
+#include "log/log.h"
+
+namespace ns::worker::forwarder {
+
+static constexpr int ReconnectSeconds = 10;
+
+// A batch ends early at this many bytes, and what failed sends have left in the send buffer is given up beyond it:
+// sizes stay far inside 32 bits, and a target that accepts and resets for days does not make the buffer grow for days.
+static constexpr size_t MaxSendSize = 128U << 20;
+
+// Text is made of this many events at a time between two looks at the size of the send buffer: one packet can turn into
+// tens of megabytes, so few; taking them from the queue together saves most of its lock.
+static constexpr size_t FormatGroup = 4;
+
+static std::string prefix(uint32_t id) { return "Forwarder[" + std::to_string(id) + "]: "; }
+
+Forwarder::Forwarder(ForwarderConfig forwarderConfig, ForwarderContext context)
+    : config(std::move(forwarderConfig)),
+      queue(context.queue),
+      formatter(context.formatter->getConfig()),
+      socket(config.id, config.socket),
+      tlsSocket(config.id, false, config.tls, socket),
+      fstrmSocket(config.id, config.fstrm, socket, tlsSocket) {}
+
+Forwarder::~Forwarder() {
+  try {
+    tlsSocket.close();
+  } catch (const std::exception&) {
+    tlsSocket.reset();  // the peer has gone without our close notification
+  }
+  socket.close();
+}
+
+void Forwarder::getMetrics(metrics::ForwarderMetrics& out) {
+  out.connected = socket.isConnected();
+  const auto report = [](std::atomic<uint64_t>& reported, std::atomic<uint64_t>& last, uint64_t now) {
+    reported = now - last;
+    last = now;
+  };
+  report(out.bytesSent, lastMetrics.bytesSent, metrics.bytesSent);
+  report(out.eventsSent, lastMetrics.eventsSent, metrics.eventsSent);
+  report(out.connects, lastMetrics.connects, metrics.connects);
+  report(out.dnstapErrors, lastMetrics.dnstapErrors, metrics.dnstapErrors);
+}
+
+void Forwarder::startProcessLoopThread() {
+  if (thread.isStarted()) return;
+  stopRequested = false;
+  thread.start([this] { Forwarder_processLoop(this); });
+}
+
+void Forwarder::stopProcessLoopThread() {
+  if (!thread.isStarted()) return;
+  stopRequested = true;
+  queue->signal();
+}
+
+void Forwarder::joinProcessLoopThread() {
+  thread.joinNudging([this] { queue->signal(); });
+}
+
+void Forwarder::processLoop() {
+  current.clear();
+  previous.clear();
+  streamOpen = false;
+  log::info(prefix(config.id) + "Configured target is " + config.socket.host + ":" +
+            std::to_string(config.socket.port));
+  while (!stopRequested) {
+    try {
+      if (!socket.isConnected() && !config.forceStdout) openStream();
+      forwardUntilStopped();
+      closeStream();
+    } catch (const std::exception& e) { recover(e.what()); }
+  }
+}
+
+void Forwarder::openStream() {
+  ++metrics.connects;
+  socket.connect();
+  if (config.tls.enabled) tlsSocket.connect();
+  if (formatter.isFormatDnstap()) fstrmSocket.sendstart();
+  streamOpen = true;
+}
+
+void Forwarder::forwardUntilStopped() {
+  while (!stopRequested) {
+    fill();
+    if (current.eventCount != 0) {
+      send();
+    } else {
+      // Also when a whole batch was skipped and more is queued: the next notification takes it on.
+      current.clear();
+      sendBuffer.clear();
+      socket.push();  // another forwarder may have taken what the last batch was held back for
+      queue->wait();
+    }
+  }
+}
+
+void Forwarder::closeStream() {
+  if (config.forceStdout) return;
+  if (formatter.isFormatDnstap()) fstrmSocket.sendstop();
+  if (config.tls.enabled) tlsSocket.close();
+  socket.close();
+}
+
+void Forwarder::recover(const std::string& failure) {
+  log::error(prefix(config.id) + "Connection error: " + failure);
+  if (!config.forceStdout) socket.close();
+  requeueData();
+  if (config.tls.enabled) tlsSocket.reset();
+  if (!streamOpen) pauseBeforeReconnecting();
+  streamOpen = false;
+}
+
+void Forwarder::pauseBeforeReconnecting() {
+  for (int i = 0; i < ReconnectSeconds && !stopRequested; ++i) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+void Forwarder::fill() {
+  if (current.eventCount != 0) return;
+  if (sendBuffer.size() > MaxSendSize) sendBuffer.clear();
+  if (formatter.isFormatDnstap()) {
+    wrapEvents();
+  } else {
+    formatEvents();
+  }
+}
+
+// For a target of dnstap: each record goes into a data frame as it came.
+void Forwarder::wrapEvents() {
+  queue->extract(current.events, current.eventLengths, config.batchSize);
+  const unsigned char* record = current.events.data();
+  unsigned char* out =
+      encoding::data::grow(sendBuffer, current.events.size() + sizeof(uint32_t) * current.eventLengths.size());
+  for (const uint32_t length : current.eventLengths) {
+    out = encoding::data::writeUint32(out, length);
+    std::memcpy(out, record, length);
+    out += length;
+    record += length;
+  }
+  current.eventCount = static_cast<uint32_t>(current.eventLengths.size());
+  current.sendSize = static_cast<uint32_t>(sendBuffer.size());
+}
+
+// For a target of text: each record becomes a line, or is skipped, or is counted as broken.
+void Forwarder::formatEvents() {
+  std::vector<uint32_t>& lengths = current.eventLengths;
+  while (lengths.size() < config.batchSize && sendBuffer.size() <= MaxSendSize) {
+    const size_t first = lengths.size();
+    size_t offset = current.events.size();
+    const size_t wanted = std::min<size_t>(FormatGroup, config.batchSize - first);
+    const size_t taken = queue->extract(current.events, lengths, wanted);
+    for (size_t i = first; i < lengths.size(); ++i) {
+      const uint32_t length = lengths[i];
+      if (formatEvent(current.events.data() + offset, length)) {
+        ++current.eventCount;
+      } else {
+        lengths[i] = 0;
+      }
+      offset += length;
+    }
+    if (taken < wanted) break;
+  }
+  current.sendSize = static_cast<uint32_t>(sendBuffer.size());
+}
+
+// Appends the record's line to the send buffer; returns false if it has none.
+bool Forwarder::formatEvent(const unsigned char* record, uint32_t length) {
+  using net::dns::Extraction;
+  try {
+    if (encoding::dnstap::tryDecodeDnstapEvent(dnstapEvent, record, length)) {
+      const Extraction extraction = net::dns::tryExtractDnsMessageEvent(messageEvent, dnstapEvent);
+      if (extraction == Extraction::Event) return formatter.format(sendBuffer, messageEvent);
+      if (extraction == Extraction::Skipped) return false;
+    }
+  } catch (const std::exception&) {  // memory; the line is taken back whole
+  }
+  ++metrics.dnstapErrors;
+  return false;
+}
+
+void Forwarder::send() {
+  const auto size = static_cast<uint32_t>(sendBuffer.size());
+  if (config.forceStdout) {
+    writeToStdout();
+  } else if (config.tls.enabled) {
+    tlsSocket.sendblock(sendBuffer.data(), size);
+  } else {
+    // With more queued the next batch follows at once, and the kernel may fill up its packets. See push().
+    socket.sendblock(sendBuffer.data(), size, !queue->empty());
+  }
+  metrics.bytesSent += current.sendSize;
+  metrics.eventsSent += current.eventCount;
+  std::swap(current, previous);
+  current.clear();
+  sendBuffer.clear();
+}
+
+// Not flushed by hand: a terminal shows each line as it comes, a pipe takes them in blocks.
+void Forwarder::writeToStdout() {
+  if (formatter.isFormatDnstap()) {
+    encoding::Bytes hex;
+    encoding::hex::formatHex(hex, sendBuffer.data(), static_cast<uint32_t>(sendBuffer.size()));
+    encoding::data::formatChar(hex, '\n');
+    std::fwrite(hex.data(), 1, hex.size(), stdout);
+  } else {
+    std::fwrite(sendBuffer.data(), 1, sendBuffer.size(), stdout);
+  }
+}
+
+void Forwarder::requeueData() {
+  if (config.recoverCurrent && config.recoverPrevious) requeue(previous, "previous");
+  previous.clear();
+  if (config.recoverCurrent) requeue(current, "current");
+  current.clear();
+  // Not the send buffer: what a failed send left goes out in front of the next batch, on the next connection. It is the
+  // last chance of events that `drop` abandons, and collectors behind the other modes drop duplicates already.
+}
+
+void Forwarder::requeue(const ForwarderBatch& batch, const char* which) {
+  if (batch.eventCount == 0) return;
+  log::info(prefix(config.id) + "Returning " + std::to_string(batch.eventCount) + " " + which +
+            " events back to the event queue");
+  // Skipped events are passed over without stepping over their bytes, so that events behind one come back shifted.
+  // Known and kept: what a recovery puts back is the same in every release.
+  const unsigned char* record = batch.events.data();
+  for (const uint32_t length : batch.eventLengths) {
+    if (length == 0) continue;
+    queue->append(record, length);
+    record += length;
+  }
+}
+
+void Forwarder_processLoop(Forwarder* forwarder) {
+  const std::string who = prefix(forwarder->getId());
+  try {
+    log::info(who + "Starting process loop");
+    forwarder->processLoop();
+    log::info(who + "Finished process loop");
+  } catch (const std::exception& e) { log::error(who + "Process loop failed: " + e.what()); }
+}
+
+}  // namespace ns::worker::forwarder
