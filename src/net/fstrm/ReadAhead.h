@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "encoding/Bytes.h"
+#include "net/Socket.h"
+
+namespace ns::net::fstrm {
+
+/// Bytes taken off a socket before anybody asked for them, so that one recv(2) serves hundreds of frames: a frame is
+/// some hundred bytes, and two system calls for each would cost more than all else that is done with it.
+class ReadAhead {
+ public:
+  /// A connection of few events holds the first size, a busy one grows to the last. Larger gains nothing: at 64 KiB the
+  /// system call is down to a few nanoseconds a frame.
+  static constexpr size_t FirstSize = 4096;
+  static constexpr size_t MaxSize = 65536;
+
+  size_t size() const { return end - start; }
+
+  /// Takes what the socket holds, as far as there is room. Returns false if nothing was there or no room was left.
+  /// Throws SocketError as Socket::receive does.
+  bool fill(Socket& socket);
+  /// Whether the last fill took as much as it had room for, so that the socket is likely to hold more.
+  bool wasFilled() const { return filled; }
+
+  /// Moves up to `length` bytes to `out`; returns how many.
+  unsigned int take(unsigned char* out, unsigned int length);
+
+  /// Stores the payloads of the whole data frames in front, none longer than `maxFrame`, and returns their number. They
+  /// stay valid until the next fill, take or release.
+  size_t frames(std::span<std::span<const unsigned char>> out, uint32_t maxFrame) const;
+  /// Drops that many of the frames that frames() found.
+  void drop(size_t count);
+
+  /// Frees the memory if nothing is held.
+  void release();
+
+ private:
+  void makeRoom();
+
+  encoding::Bytes bytes;
+  size_t start = 0;  // what is held lies from here to `end`
+  size_t end = 0;
+  bool filled = false;
+};
+
+}  // namespace ns::net::fstrm
