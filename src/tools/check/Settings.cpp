@@ -1,0 +1,64 @@
+#include "tools/check/Settings.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace ns::tools::check {
+
+using app::config::ConfigFile;
+
+/// Every text of the configure functions names the key and ends in the value as it stands in the file.
+static bool isAbout(const std::string& text, const SourceEntry& entry) {
+  const std::string value = ": " + entry.value;
+  return text.find(" " + entry.key + " specified in config file") != std::string::npos && text.size() >= value.size() &&
+         text.compare(text.size() - value.size(), value.size(), value) == 0;
+}
+
+/// Fills `config` from the entries and drops those that are refused.
+template <class Config>
+static void configureOne(void (*function)(ConfigFile&, Config&), std::vector<SourceEntry>& entries, Config& config,
+                         Findings& findings) {
+  for (;;) {
+    ConfigFile file;
+    for (const SourceEntry& entry : entries) file.add(entry.key, entry.value);
+    try {
+      config = Config();
+      return function(file, config);
+    } catch (const std::exception& e) {
+      const std::string text = e.what();
+      const auto guilty =
+          std::find_if(entries.begin(), entries.end(), [&](const auto& entry) { return isAbout(text, entry); });
+      findings.fatal(guilty == entries.end() ? 0 : guilty->line, text);
+      if (guilty == entries.end()) return;
+      entries.erase(guilty);
+    }
+  }
+}
+
+static std::vector<SourceEntry> select(const std::vector<SourceEntry>& entries, const std::string& key) {
+  std::vector<SourceEntry> selected;
+  std::copy_if(entries.begin(), entries.end(), std::back_inserter(selected),
+               [&](const SourceEntry& entry) { return entry.key == key; });
+  return selected;
+}
+
+Settings configure(const std::vector<SourceEntry>& entries, Findings& findings) {
+  Settings settings;
+  std::vector<SourceEntry> left = entries;
+  configureOne(configureMessageFormatter, left, settings.format, findings);
+  configureOne(configureMessageQueue, left, settings.queue, findings);
+  configureOne(configureForwarders, left, settings.forwarders, findings);
+  configureOne(configureListeners, left, settings.listeners, findings);
+  configureOne(configureBackgroundLogger, left, settings.logger, findings);
+  settings.forwarderEntries = select(left, "forwarder");
+  settings.listenerEntries = select(left, "listener");
+  return settings;
+}
+
+size_t lineOf(const std::vector<SourceEntry>& entries, const std::string& key) {
+  const auto found =
+      std::find_if(entries.begin(), entries.end(), [&](const SourceEntry& entry) { return entry.key == key; });
+  return found == entries.end() ? 0 : found->line;
+}
+
+}  // namespace ns::tools::check

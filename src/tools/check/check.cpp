@@ -1,0 +1,55 @@
+#include "tools/check/check.h"
+
+#include <unistd.h>
+
+#include "app/run.h"
+#include "tools/check/checkKeys.h"
+#include "tools/check/checkQueue.h"
+#include "tools/check/checkWorkers.h"
+
+namespace ns::tools::check {
+
+static void checkPath(const std::string& filename, Findings& findings) {
+  if (filename[0] == '/' || filename.find('/') == std::string::npos) return;
+  findings.warn(0, "the daemon looks for a relative path below the folder that it names; give it the absolute one");
+}
+
+static void checkFormat(const std::vector<SourceEntry>& entries, const Settings& settings, Findings& findings) {
+  constexpr uint32_t MaxPriority = 191;  // local7.debug, RFC 5424, 6.2.1
+  if (settings.format.syslogPriority > MaxPriority) {
+    findings.warn(lineOf(entries, "message-syslog-priority"), "syslog receivers take priorities up to 191");
+  }
+  if (settings.logger.interval == 0) {
+    findings.fatal(lineOf(entries, "metrics-interval"), "an interval of 0 ends the process");
+  }
+}
+
+static void checkEntries(std::vector<SourceEntry> entries, Findings& findings) {
+  dropIgnored(entries, findings);
+  const Settings settings = configure(entries, findings);
+  // Numbers are looked at where the line as a whole was taken.
+  std::vector<SourceEntry> taken = settings.listenerEntries;
+  taken.insert(taken.end(), settings.forwarderEntries.begin(), settings.forwarderEntries.end());
+  for (const SourceEntry& entry : entries) {
+    if (entry.key != "listener" && entry.key != "forwarder") taken.push_back(entry);
+  }
+  checkNumbers(taken, findings);
+  checkFormat(entries, settings, findings);
+  checkQueue(lineOf(entries, "message-queue-filename"), lineOf(entries, "message-queue-size"), settings.queue,
+             findings);
+  checkListeners(settings, findings);
+  checkForwarders(settings, findings);
+}
+
+Findings check(const std::string& filename) {
+  Findings findings;
+  try {
+    std::vector<SourceEntry> entries = readSource(filename, findings);
+    checkPath(filename, findings);
+    (void)!chdir(getBasename(filename).c_str());
+    checkEntries(std::move(entries), findings);
+  } catch (const std::exception& e) { findings.fatal(0, e.what()); }
+  return findings;
+}
+
+}  // namespace ns::tools::check

@@ -1,0 +1,118 @@
+#include "tools/check/checkKeys.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <utility>
+
+#include "tools/check/options.h"
+
+namespace ns::tools::check {
+
+static const std::vector<std::string> SingleKeys = {
+    "message-fqdn-format",    "domain-suffix-mode",     "message-querylog-format", "message-format",
+    "message-hostname",       "message-syslog-format",  "message-syslog-priority", "message-queue-size",
+    "message-queue-recovery", "message-queue-filename", "metrics-interval",        "metrics-format"};
+static const std::vector<std::string> RepeatableKeys = {"domain-suffix", "forwarder", "listener"};
+static const std::vector<std::string> NumberKeys = {"message-syslog-priority", "message-queue-size",
+                                                    "metrics-interval"};
+static const std::vector<std::string> NumberOptions = {"connect-timeout",
+                                                       "read-timeout",
+                                                       "write-timeout",
+                                                       "send-buffer-size",
+                                                       "recv-buffer-size",
+                                                       "batch-size",
+                                                       "keepalive",
+                                                       "listen-backlog",
+                                                       "fstrm-control-frame-max-size",
+                                                       "fstrm-data-frame-max-size",
+                                                       "max-connections"};
+
+static bool contains(const std::vector<std::string>& texts, const std::string& text) {
+  return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+/// The characters to insert, remove or replace to get from one text to the other (Levenshtein's distance).
+static size_t countChanges(const std::string& from, const std::string& to) {
+  std::vector<size_t> row(to.size() + 1);  // changes from what was read of `from` to each beginning of `to`
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < from.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < to.size(); ++j) {
+      const size_t replaced = diagonal + (from[i] != to[j]);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+std::string findNearest(const std::string& word, const std::vector<std::string>& known) {
+  std::string nearest;
+  size_t least = word.size() / 2 + 1;
+  for (const std::string& text : known) {
+    const size_t changes = countChanges(word, text);
+    if (changes >= least) continue;
+    least = changes;
+    nearest = text;
+  }
+  return nearest;
+}
+
+static std::string describeUnknown(const std::string& key) {
+  constexpr size_t MaxKey = 100;  // what a rubbish file has as a key is no misspelling
+  std::vector<std::string> known = SingleKeys;
+  known.insert(known.end(), RepeatableKeys.begin(), RepeatableKeys.end());
+  const std::string nearest = key.size() > MaxKey ? "" : findNearest(key, known);
+  const std::string text = "unknown key '" + key.substr(0, MaxKey) + "' is ignored";
+  return nearest.empty() ? text : text + "; the nearest known one is '" + nearest + "'";
+}
+
+void dropIgnored(std::vector<SourceEntry>& entries, Findings& findings) {
+  std::map<std::string, size_t> first;
+  std::vector<SourceEntry> kept;
+  for (SourceEntry& entry : entries) {
+    const bool single = contains(SingleKeys, entry.key);
+    if (!single && !contains(RepeatableKeys, entry.key)) {
+      findings.warn(entry.line, describeUnknown(entry.key));
+    } else if (const auto [at, fresh] = first.emplace(entry.key, entry.line); single && !fresh) {
+      findings.warn(entry.line, entry.key + " is ignored: the one in line " + std::to_string(at->second) + " counts");
+    } else {
+      kept.push_back(std::move(entry));
+    }
+  }
+  entries = std::move(kept);
+}
+
+/// A number is read up to the first character that is no digit, and stored in 32 bits; the queue's size has 64.
+static void checkNumber(size_t line, const std::string& name, const std::string& value, Findings& findings) {
+  char* end = nullptr;
+  const long number = std::strtol(value.c_str(), &end, 10);
+  const long cut = static_cast<long>(static_cast<uint32_t>(number));
+  if (number != cut && name != "message-queue-size") {
+    findings.error(line, name + " '" + value + "' is read as " + std::to_string(cut));
+  } else if (*end != '\0') {
+    findings.warn(line, name + " '" + value + "' is read as " + std::to_string(number));
+  }
+}
+
+static void checkOptionNumbers(const SourceEntry& entry, Findings& findings) {
+  for (const auto& option : readOptions(entry)) {
+    if (contains(NumberOptions, option.name)) checkNumber(entry.line, option.name, option.value, findings);
+    const bool octal = option.value.find_first_not_of("01234567") == std::string::npos;
+    if (option.name == "mode" && !octal) {
+      findings.warn(entry.line, "mode '" + option.value + "' is read up to its first character that is no octal digit");
+    }
+  }
+}
+
+void checkNumbers(const std::vector<SourceEntry>& entries, Findings& findings) {
+  for (const SourceEntry& entry : entries) {
+    if (contains(NumberKeys, entry.key)) checkNumber(entry.line, entry.key, entry.value, findings);
+    if (entry.key == "listener" || entry.key == "forwarder") checkOptionNumbers(entry, findings);
+  }
+}
+
+}  // namespace ns::tools::check

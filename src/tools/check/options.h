@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/check/SourceFile.h"
+#include "worker/ValueReader.h"
+
+namespace ns::tools::check {
+
+/// The options of a `listener` or `forwarder` that parses, in their order. Values point to nothing else.
+std::vector<worker::ValueReader::Option> readOptions(const SourceEntry& entry);
+
+/// The word at `index`, as written: the daemon's own reader lowers words.
+std::string rawWord(const std::string& value, size_t index);
+
+}  // namespace ns::tools::check
