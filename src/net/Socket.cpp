@@ -75,7 +75,7 @@ void Socket::listen() {
 }
 
 void Socket::bindAndListen(const SocketAddress& address) {
-  if (::bind(handle, address.get(), address.length) != 0) fail("bind()", errno);
+  if (::bind(handle, address.get(), address.size()) != 0) fail("bind()", errno);
   if (config.useUnix) grantPath();
   if (::listen(handle, static_cast<int>(config.listenBacklog)) != 0) fail("listen()", errno);
 }
@@ -101,23 +101,22 @@ void Socket::listenTcp() {
   log::info(prefix(id) + "Listening on " + config.host + ":" + std::to_string(config.port));
 }
 
-// Returns whether the group exists. getgrnam_r and not getgrnam: listeners start at the same time.
-static bool findGroup(const std::string& name, gid_t& out, int& number) {
+// getgrnam_r and not getgrnam: several listeners start at the same time.
+static gid_t findGroup(const std::string& name) {
   std::vector<char> buffer(1024);
   group entry{};
   group* found = nullptr;
+  int number = 0;
   while ((number = ::getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found)) == ERANGE) {
     buffer.resize(buffer.size() * 2);  // a group with many members
   }
-  if (found != nullptr) out = found->gr_gid;
-  return found != nullptr;
+  if (found == nullptr) fail("getgrnam(" + name + ")", number);
+  return entry.gr_gid;
 }
 
 // Lets the DNS servers of the group connect.
 void Socket::grantPath() const {
-  gid_t gid = 0;
-  int number = 0;
-  if (!findGroup(config.group, gid, number)) fail("getgrnam(" + config.group + ")", number);
+  const gid_t gid = findGroup(config.group);
   if (::chown(config.path.c_str(), static_cast<uid_t>(-1), gid) != 0) {
     fail("chown(" + std::to_string(gid) + ")", errno);
   }
@@ -162,7 +161,7 @@ void Socket::connect() {
 void Socket::connectTo(const SocketAddress& address) {
   create(address.family());
   configureSocket();
-  if (::connect(handle, address.get(), address.length) != 0 && errno != EINPROGRESS) fail("connect()", errno);
+  if (::connect(handle, address.get(), address.size()) != 0 && errno != EINPROGRESS) fail("connect()", errno);
   if (wait(false, config.connectTimeout)) failText("connect() failed: wait() timed out");
   if (const int number = hasError(); number != 0) fail("connect()", number);
 }
@@ -306,11 +305,9 @@ static RemoteEndpoint unixEndpoint(int handle) {
 }
 
 static RemoteEndpoint tcpEndpoint(int handle) {
-  SocketAddress peer;
-  peer.length = sizeof peer.storage;
-  if (::getpeername(handle, peer.get(), &peer.length) != 0) fail("getpeername()", errno);
+  const SocketAddress peer = SocketAddress::ofPeer(handle);
   std::array<char, NI_MAXHOST> host{};
-  if (::getnameinfo(peer.get(), peer.length, host.data(), host.size(), nullptr, 0, NI_NUMERICHOST) != 0) {
+  if (::getnameinfo(peer.get(), peer.size(), host.data(), host.size(), nullptr, 0, NI_NUMERICHOST) != 0) {
     fail("getnameinfo()", errno);
   }
   RemoteEndpoint endpoint;
