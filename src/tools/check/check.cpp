@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <string_view>
+
 #include "app/run.h"
 #include "tools/check/checkKeys.h"
 #include "tools/check/checkQueue.h"
@@ -24,6 +26,16 @@ static void checkFormat(const std::vector<SourceEntry>& entries, const Settings&
   }
 }
 
+/// Suffixes are compared whole with the ends of names that begin at a label.
+static void checkSuffixes(const std::vector<SourceEntry>& entries, Findings& findings) {
+  for (const SourceEntry& entry : entries) {
+    if (entry.key != "domain-suffix" || entry.value.empty()) continue;
+    if (std::string_view(".*!").find(entry.value[0]) == std::string_view::npos) continue;
+    findings.warn(entry.line,
+                  "no name ends in '" + entry.value + "': there are no wildcards, exceptions or leading dots");
+  }
+}
+
 static void checkEntries(std::vector<SourceEntry> entries, Findings& findings) {
   dropIgnored(entries, findings);
   const Settings settings = configure(entries, findings);
@@ -35,6 +47,7 @@ static void checkEntries(std::vector<SourceEntry> entries, Findings& findings) {
   }
   checkNumbers(taken, findings);
   checkFormat(entries, settings, findings);
+  checkSuffixes(entries, findings);
   checkQueue(lineOf(entries, "message-queue-filename"), lineOf(entries, "message-queue-size"), settings.queue,
              findings);
   checkListeners(settings, findings);
