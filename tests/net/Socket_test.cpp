@@ -1,0 +1,235 @@
+#include "net/Socket.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <netinet/tcp.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "support/bytes.h"
+#include "support/sockets.h"
+
+using ns::net::Socket;
+using ns::net::SocketConfig;
+using test::failureOf;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+// Stands in for the resolver: "two.test" has the addresses 127.0.0.2 and 127.0.0.1, and no other name is known.
+extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** results) {
+  static const auto next = reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+  if (name != std::string_view("two.test")) return EAI_NONAME;
+  const int result = next("127.0.0.2", service, hints, results);
+  return result != 0 ? result : next("127.0.0.1", service, hints, &(*results)->ai_next);
+}
+
+static std::vector<unsigned char> bytes(1 << 20, 'x');
+
+TEST(Socket, NamesWhatEndsAConnectionAndTimesOutAfterWholeSeconds) {
+  const auto read = [](Socket& socket) { socket.readsome(bytes.data(), 1); };
+  const auto send = [](Socket& socket) { socket.sendblock(bytes.data(), test::size32(bytes)); };
+  const auto idle = [](int) {};
+  const auto gone = [](int handle) { ::shutdown(handle, SHUT_RDWR); };
+  const auto ahead = [](int handle) { test::put(handle, {1, 2}); };
+  const auto alarm = [](int) {
+    std::signal(SIGALRM, [](int) {});
+    const itimerval soon{{0, 0}, {0, 50000}};
+    ::setitimer(ITIMER_REAL, &soon, nullptr);
+  };
+  const struct {
+    void (*action)(Socket&);
+    void (*peer)(int);
+    int timeout, handle;  // a handle of 0 stands for that of the pair
+    std::string failure;
+  } cases[] = {
+      {read, idle, 1, 0, "recv() failed: wait() timed out"},
+      {read, ahead, 0, 0, "recv() failed: wait() timed out"},
+      {send, idle, 1, 0, "send() failed: wait() timed out"},
+      {send, ahead, 0, 0, "send() failed: wait() timed out"},
+      {[](Socket& socket) { socket.sendblock(bytes.data(), 0); }, gone, 0, 0, ""},
+      {read, gone, 1, 0, "recv() failed: socket closed"},
+      {send, gone, 1, 0, "send() failed: Broken pipe"},
+      {read, alarm, 1, 0, "select() failed: Interrupted system call"},
+      {[](Socket& socket) { socket.wait(false, 1); }, gone, 1, -1, "select() failed: Bad file descriptor"},
+      {read, gone, 1, 999, "select() failed: Bad file descriptor"},
+      {send, gone, 1, 999, "select() failed: Bad file descriptor"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    const test::UnixPair pair;
+    SocketConfig config;
+    config.readTimeout = config.writeTimeout = static_cast<uint32_t>(c.timeout);
+    Socket socket(1, config, pair.ours), other(1, config, c.handle);
+    c.peer(pair.theirs);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(c.failure, failureOf([&] { c.action(c.handle != 0 ? other : socket); }));
+    const bool waited = std::chrono::steady_clock::now() - start >= std::chrono::seconds(1);
+    EXPECT_EQ(c.timeout != 0 && c.failure.ends_with("timed out"), waited);
+    EXPECT_EQ(c.peer == +ahead ? 2U : 0U, socket.readsize());
+    EXPECT_TRUE(c.timeout != 0 || test::pending(pair.theirs).empty());
+  }
+}
+
+TEST(Socket, ListensOnPathsAndLiteralAddresses) {
+  const std::string folder = testing::TempDir() + "Socket_test." + std::to_string(::getpid()), path = folder + "/stale";
+  std::filesystem::create_directory(folder);
+  const test::TcpPair taken;
+  const std::string own = ::getgrgid(::getgid())->gr_name, bad = " address failed: Success";
+  const struct {
+    bool useUnix, useIpv6;
+    std::string where, group, failure;
+  } cases[] = {
+      {true, false, path, own, ""},
+      {true, false, path, own, ""},  // over the file that the first left
+      {true, false, folder + "/none/x", own, "bind() failed: No such file or directory"},
+      {true, false, folder, own, "unlink(" + folder + " failed: Is a directory"},
+      {true, false, path + "/x", own, "stat64(" + path + "/x) failed: Not a directory"},
+      {true, false, path, "no-such-group", "getgrnam(no-such-group) failed: Success"},  // and leaves the file
+      {false, false, "localhost", "", "Parse IPv4" + bad},
+      {false, false, "::1", "", "Parse IPv4" + bad},
+      {false, true, "127.0.0.1", "", "Parse IPv6" + bad},
+      {false, false, "127.0.0.1", "", "bind() failed: Address already in use"},
+  };
+  for (const auto& c : cases) {
+    SocketConfig config = taken.config;
+    config.useUnix = c.useUnix;
+    config.useIpv6 = c.useIpv6;
+    config.path = config.host = c.where;
+    config.group = c.group;
+    config.mode = 0640;
+    Socket socket(7, config), client(8, config);
+    errno = EPERM;  // of an earlier failure, which must not show
+    CaptureStdout();
+    EXPECT_EQ(c.failure, failureOf([&] { socket.listen(); }));
+    if (c.failure.empty()) client.connect();
+    const std::string log =
+        "[INFO] Socket[7]: Listening on " + path + "\n[INFO] Socket[8]: Connected to " + path + "\n";
+    EXPECT_EQ(c.failure.empty() ? log : "", GetCapturedStdout());
+    struct stat status {};
+    EXPECT_EQ(0, ::stat(path.c_str(), &status));
+    EXPECT_TRUE(!c.failure.empty() || status.st_mode == (S_IFSOCK | 0640U));
+  }
+  std::filesystem::remove_all(folder);
+}
+
+TEST(Socket, SetsUpBothEndsAndKnowsItsPeer) {
+  for (const bool ipv6 : {false, true}) {
+    SocketConfig config;
+    config.recvBufferSize = 9000;
+    config.useIpv6 = ipv6;
+    config.host = ipv6 ? "::1" : config.host;
+    test::TcpPair pair(config);
+    for (uint32_t id = 0; id != 3; ++id, pair.connect()) {
+      EXPECT_EQ(id, pair.server->getId());
+      for (const int handle : {pair.client->getHandle(), pair.server->getHandle()}) {
+        int noDelay = 0, size = 0;
+        socklen_t length = sizeof(int);
+        ::getsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &noDelay, &length);
+        ::getsockopt(handle, SOL_SOCKET, SO_RCVBUF, &size, &length);  // doubled by the kernel, socket(7)
+        EXPECT_EQ(std::tuple(1, 18000, O_NONBLOCK), std::tuple(noDelay, size, ::fcntl(handle, F_GETFL) & O_NONBLOCK));
+      }
+    }
+    EXPECT_EQ(nullptr, pair.listener->accept());
+    EXPECT_EQ("accept() failed: Invalid argument", failureOf([&] { pair.client->accept(); }));
+    const auto peer = pair.client->getRemoteEndpoint();
+    EXPECT_EQ(std::tuple(false, ipv6, config.host, htons(pair.config.port)),
+              std::tuple(peer.isUnix, peer.isIpv6, peer.address, peer.port));
+    pair.client->close();
+    EXPECT_NE("", failureOf([&] { pair.client->getRemoteEndpoint(); }));
+  }
+  const test::UnixPair pair;
+  const auto peer = Socket(1, {}, pair.ours).getRemoteEndpoint();
+  EXPECT_EQ(std::tuple(true, ::getuid(), ::getgid(), ::getpid()),
+            std::tuple(peer.isUnix, peer.uid, peer.gid, peer.pid));
+}
+
+TEST(Socket, ConnectsByLiteralAndByName) {
+  const test::TcpPair pair, gone;
+  gone.listener->close();
+  const uint16_t open = pair.config.port, shut = gone.config.port;
+  const std::string connected = "[INFO] Socket[4]: Connected to 127.0.0.1";
+  const auto refused = [](const char* ip, uint16_t port) {
+    return std::string("[WARN] Socket[4]: Connect to ") + ip + ":" + std::to_string(port) +
+           " failed: connect() failed: Connection refused\n";
+  };
+  const struct {
+    std::string host;
+    uint16_t port;
+    uint32_t timeout;
+    std::string failure, log;
+    bool open;  // a failure may leave the socket half-way open, and then a second attempt does nothing
+  } cases[] = {
+      {"127.0.0.1", open, 3, "", connected + ":" + std::to_string(open) + "\n", true},
+      {"127.0.0.1", shut, 3, "connect() failed: Connection refused", "", true},
+      {"127.0.0.1", open, 0, "connect() failed: wait() timed out", "", true},
+      {"::1", open, 3, "Parse IPv4 address failed: Success", "", false},
+      {"none.test", 1, 3, "getaddrinfo(none.test/A) failed: Name or service not known", "", false},
+      {"two.test", open, 3, "", refused("127.0.0.2", open) + connected + "\n", true},
+      {"two.test", shut, 3, "Failed to connect to any host", refused("127.0.0.2", shut) + refused("127.0.0.1", shut),
+       false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.host + " " + c.failure);
+    SocketConfig config = pair.config;
+    config.host = c.host;
+    config.port = c.port;
+    config.connectTimeout = c.timeout;
+    Socket socket(4, config);
+    CaptureStdout();
+    EXPECT_EQ(c.failure, failureOf([&] { socket.connect(); }));
+    EXPECT_EQ(c.log, GetCapturedStdout());
+    EXPECT_EQ(c.open, socket.isConnected());
+    EXPECT_EQ("", c.open ? failureOf([&] { socket.connect(); }) : "");
+  }
+}
+
+TEST(Socket, WaitsOnDescriptorsAbove1023AndNeverUsesZero) {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = std::max<rlim_t>(limit.rlim_cur, 2000);
+  ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+  test::TcpPair pair;
+  Socket high(1, pair.config, ::fcntl(pair.server->getHandle(), F_DUPFD, 1500)), next(3, pair.config);
+  EXPECT_FALSE(high.wait(false, 1));
+  EXPECT_TRUE(high.wait(true, 1));
+
+  next.connect();
+  pair.listener->wait(true, 1);
+  const int input = ::dup(0);
+  ::close(0);
+  EXPECT_LT(0, pair.listener->accept()->getHandle());
+  EXPECT_EQ(-1, ::fcntl(0, F_GETFD));
+  pair.client->close();
+  errno = 0;
+  EXPECT_EQ("socket() failed: Success", failureOf([&] { pair.client->connect(); }));
+  EXPECT_FALSE(pair.client->isConnected());
+  EXPECT_EQ("", failureOf([&] { pair.client->connect(); }));
+  ::dup2(input, 0);
+  ::close(input);
+}
+
+TEST(Socket, SendsBlocksLargerThanAllBuffersAndHoldsBackOnRequest) {
+  SocketConfig config;
+  config.sendBufferSize = 100'000;
+  test::TcpPair pair(config);
+  std::vector<unsigned char> received(bytes.size());
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * i >> 7);
+  std::thread sender([&] { pair.client->sendblock(bytes.data(), test::size32(bytes)); });
+  for (uint32_t at = 0; at != bytes.size();) at += pair.server->readsome(&received[at], test::size32(bytes) - at);
+  sender.join();
+  EXPECT_TRUE(bytes == received);
+
+  const auto unsent = [&](int size = -1) { return ::ioctl(pair.client->getHandle(), SIOCOUTQNSD, &size), size; };
+  pair.client->sendblock(bytes.data(), 10, true);
+  EXPECT_EQ(10, unsent());
+  pair.client->push();
+  EXPECT_EQ(0, unsent());
+}

@@ -1,0 +1,206 @@
+#include "net/fstrm/FstrmSocket.h"
+
+#include <gtest/gtest.h>
+#include <linux/sockios.h>
+
+#include <random>
+#include <thread>
+
+#include "encoding/data.h"
+#include "support/bytes.h"
+#include "support/sockets.h"
+
+using namespace ns::net::fstrm;
+using ns::encoding::Bytes;
+using test::failureOf;
+using test::unhex;
+
+static const std::string field = "00000001 00000016 70726f746f6275663a646e737461702e446e73746170";
+static const std::string accepted = "00000000 00000022 00000001" + field, ready = "00000000 00000022 00000004" + field;
+static const std::string start = "00000000 00000022 00000002" + field, stop = "00000000 00000004 00000003";
+static const std::string missing = "Expected content type of protobuf:dnstap.Dnstap but did not get it";
+static const std::string closed = "recv() failed: socket closed";
+
+static ns::net::tls::TlsSocketConfig tlsConfig(bool enabled) {
+  ns::net::tls::TlsSocketConfig config;
+  config.enabled = enabled;
+  return config;
+}
+
+// A FstrmSocket at one end of a pair, the peer's bare descriptor at the other. `hex` is all that the peer ever sends.
+struct Wire {
+  explicit Wire(FstrmSocketConfig config, bool useTls = false)
+      : socket(1, {}, pair.ours), tls(1, true, tlsConfig(useTls), socket), fstrm(9, config, socket, tls) {}
+  Wire(FstrmSocketConfig config, const std::vector<unsigned char>& bytes, bool useTls = false) : Wire(config, useTls) {
+    test::put(pair.theirs, bytes);
+    ::shutdown(pair.theirs, SHUT_WR);
+  }
+  test::UnixPair pair;
+  ns::net::Socket socket;
+  ns::net::tls::TlsSocket tls;
+  FstrmSocket fstrm;
+};
+
+TEST(FstrmSocket, OpensAndEndsAStreamAsItsSender) {
+  const struct {
+    bool starts, bidirectional;
+    std::string reply, sent, failure;
+  } cases[] = {
+      {true, true, accepted, ready + start, ""},
+      {true, true, start, ready, "Expected ACCEPT(1) control message but got 2"},
+      {true, true, "00000000 00000004 00000001", ready, missing},
+      {true, false, "", start, ""},
+      {false, true, "00000000 0000000c 00000005 00000001 00000000", stop, ""},
+      {false, true, stop, stop, "Expected FINISH(5) control message but got 3"},
+      {false, false, "", stop, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    FstrmSocketConfig config;
+    config.bidirectional = c.bidirectional;
+    Wire wire(config, unhex(c.reply));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(c.failure, failureOf([&] { c.starts ? wire.fstrm.sendstart() : wire.fstrm.sendstop(); }));
+    const std::string log = c.starts && c.failure.empty() ? "[INFO] FstrmSocket[9]: Stream ready\n" : "";
+    EXPECT_EQ(log, testing::internal::GetCapturedStdout());
+    EXPECT_EQ(unhex(c.sent), test::pending(wire.pair.theirs));
+  }
+}
+
+TEST(FstrmSocket, ReadsControlFrames) {
+  const std::string overrun = " runs past the end of a control frame of ";
+  const struct {
+    const char* name;
+    bool readEscape, expectContentType;
+    std::string hex;
+    uint32_t type;
+    std::string failure;
+  } cases[] = {
+      {"content type", true, true, ready, 4, ""},
+      {"escape read before", false, false, stop.substr(8), 3, ""},
+      {"fields of no interest", true, false, "00000000 00000007 00000003 ffffff", 3, ""},
+      {"content type second", true, true, "00000000 0000002d 00000001 00000001 00000003 616263" + field, 1, ""},
+      {"content type behind unknown", true, true, "00000000 0000002b 00000001 00000007 00000001 00" + field, 1, ""},
+      {"no escape", true, false, "00000001", 0, "Expected control message preamble of 0 but got 1"},
+      {"short", true, false, "00000000 00000003", 0, "Expected control message length of at least 4 bytes but got 3"},
+      {"at the limit", true, false, "00000000 00000030 00000005" + std::string(88, '0'), 5, ""},
+      {"above", true, false, "00000000 00000031", 0, "Control frame length 49 is larger than the configured limit 48"},
+      {"no field", true, true, "00000000 00000004 00000004", 0, missing},
+      {"other content type", true, true, "00000000 0000000d 00000004 00000001 00000001 61", 0, missing},
+      {"field head cut off", true, true, "00000000 0000000b 00000004 00000001 000000", 0,
+       "Read uint32_t failed: Offset 8 + 4 is out of bounds for data of 11 bytes"},
+      {"unknown beyond the end", true, true, "00000000 0000000d 00000004 00000002 00000016 70", 0, missing},
+      {"other beyond the end", true, true, "00000000 0000000d 00000004 00000001 00000016 71", 0, missing},
+      {"content type beyond the end", true, true, "00000000 0000000d 00000004 00000001 00000016 70", 0,
+       "Control field of 22 bytes at offset 12" + overrun + "13 bytes"},
+      {"field that leads back to itself", true, true, "00000000 0000000c 00000004 00000002 fffffff8", 0,
+       "Control field of 4294967288 bytes at offset 12" + overrun + "12 bytes"},
+  };
+  FstrmSocketConfig config;
+  config.controlFrameMaxSize = 48;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Wire wire(config, unhex(c.hex));
+    uint32_t type = 0;
+    EXPECT_EQ(c.failure, failureOf([&] { type = wire.fstrm.readcontrol(c.readEscape, c.expectContentType); }));
+    EXPECT_EQ(c.type, type);
+  }
+  for (auto bytes = unhex(ready); !bytes.empty();) {
+    bytes.pop_back();
+    Wire wire(config, bytes);
+    EXPECT_EQ(closed, failureOf([&] { wire.fstrm.readcontrol(true, true); })) << bytes.size();
+  }
+}
+
+TEST(FstrmSocket, TakesNoMemoryForBytesThatDoNotArriveAndReadsNothingAheadOverTls) {
+  Wire wire({}, unhex("0102")), secured({}, unhex("00000001 61"), true);
+  Bytes out;
+  EXPECT_EQ(closed, failureOf([&] { wire.fstrm.readblock(out, 3U << 30); }));
+  EXPECT_GE(65536U, out.capacity());
+  EXPECT_FALSE(secured.fstrm.fillAhead());
+  EXPECT_EQ(5U, secured.socket.readsize());
+  EXPECT_EQ("TLS handshake not complete", failureOf([&] { secured.fstrm.readlength(true); }));
+}
+
+// What a stream was read as: the frames, and the text of how it ended.
+struct Read {
+  std::vector<std::vector<unsigned char>> frames;
+  std::string end;
+  bool operator==(const Read&) const = default;
+};
+
+// Takes one frame of any kind; returns false for a control frame.
+static bool readOne(Wire& wire, Read& out) {
+  const uint32_t length = wire.fstrm.readlength(true);
+  if (length == 0) return wire.fstrm.readcontrol(false, false), false;
+  Bytes frame;
+  wire.fstrm.readblock(frame, length);
+  out.frames.emplace_back(frame.data(), frame.data() + frame.size());
+  return true;
+}
+
+static bool readSomeAhead(Wire& wire, Read& out) {
+  std::array<std::span<const unsigned char>, 7> frames;
+  if (!wire.fstrm.hasAhead() && !(wire.fstrm.likelyMore() && wire.fstrm.fillAhead())) {
+    wire.fstrm.releaseAhead();
+    wire.socket.wait(true, 5);
+    wire.fstrm.fillAhead();
+  }
+  const size_t count = wire.fstrm.framesAhead(frames);
+  for (size_t i = 0; i != count; ++i) out.frames.emplace_back(frames[i].begin(), frames[i].end());
+  wire.fstrm.dropAhead(count);
+  return count != 0 || readOne(wire, out);
+}
+
+// Sends the stream in pieces of random sizes, with odd seeds one only when the one before was read, and reads it back.
+static Read transfer(const Bytes& stream, uint32_t seed, bool (*reader)(Wire&, Read&)) {
+  FstrmSocketConfig config;
+  config.dataFrameMaxSize = 100'000;
+  Wire wire(config);
+  std::thread sender([&] {
+    std::minstd_rand random(seed);
+    for (size_t at = 0, size = 0; at != stream.size(); at += size) {
+      size = std::min<size_t>(stream.size() - at, 1 + random() % (random() % 3 != 0 ? 9 : 90'000));
+      test::put(wire.pair.theirs, {&stream[at], &stream[at] + size});
+      for (int unread = 1; seed % 2 != 0 && unread != 0; std::this_thread::yield()) {
+        ::ioctl(wire.pair.theirs, SIOCOUTQ, &unread);
+      }
+    }
+    ::shutdown(wire.pair.theirs, SHUT_WR);
+  });
+  Read out;
+  out.end = failureOf([&] {
+    while (reader(wire, out)) continue;
+  });
+  sender.join();
+  return out;
+}
+
+TEST(FstrmSocket, ReadsTheSameAheadAsFrameByFrame) {
+  const std::pair<std::string, std::string> ends[] = {
+      {"", closed},
+      {"00000000 00000004 00000003", ""},
+      {"000186a1", "Data frame length 100001 is larger than the configured limit 100000"},
+      {"000186a0 0102", closed},
+      {"0000", closed},
+  };
+  for (uint32_t seed = 0; seed != 40; ++seed) {
+    SCOPED_TRACE(seed);
+    std::minstd_rand generator(seed);
+    const auto random = [&](uint32_t limit) { return static_cast<uint32_t>(generator() >> 4) % limit; };
+    const auto& [tail, end] = ends[seed % 5];
+    Read expected{{}, end};
+    Bytes stream;
+    for (uint32_t count = random(40); count != 0; --count) {
+      const uint32_t sizes[] = {1 + random(300), 1 + random(70'000), 100'000, 4088 + random(9)};
+      const std::vector<unsigned char> frame(sizes[random(8) < 6 ? 0 : 1 + random(3)],
+                                             static_cast<unsigned char>(count));
+      expected.frames.push_back(frame);
+      ns::encoding::data::encodeUint32(stream, test::size32(frame));
+      ns::encoding::data::formatBytes(stream, frame.data(), test::size32(frame));
+    }
+    for (const auto each : unhex(tail)) stream.push_back(each);
+    EXPECT_TRUE(expected == transfer(stream, seed, readOne));
+    EXPECT_TRUE(expected == transfer(stream, seed, readSomeAhead));
+  }
+}
