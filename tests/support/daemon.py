@@ -116,22 +116,24 @@ class Daemon:
         elif self.process.poll() is None:
             self.process.kill()
 
-    def metrics(self):
-        """The reports so far: each a dictionary of group to list of dictionaries."""
-        return [parse_metrics(line) for line in self.find("[INFO] Metrics: ")]
-
     def reports(self):
-        """The same, one more at the least, so that all that was done before this call stands in them."""
+        """The metrics reports so far, each a dictionary of group to list of dictionaries."""
+        reports = []
+        for line in self.find("[INFO] Metrics: "):
+            reports.append({})
+            for group, items in re.findall(r"(\w+)\[([^]]*)\]", line):
+                values = dict(item.split("=", 1) for item in items.split())
+                reports[-1].setdefault(group, []).append({k: int(v) if v.isdigit() else v for k, v in values.items()})
+        return reports
+
+    def next_report(self):
+        """Waits for a report that begins after this call, so that all that was done before stands in it or before it."""
         self.wait("[INFO] Metrics: ", count=len(self.find("[INFO] Metrics: ")) + 1)
-        return self.metrics()
+        return self.reports()[-1]
 
-
-def parse_metrics(line):
-    report = {}
-    for group, items in re.findall(r"(\w+)\[([^]]*)\]", line.split("Metrics: ")[1]):
-        values = dict(item.split("=", 1) for item in items.split())
-        report.setdefault(group, []).append({k: int(v) if v.isdigit() else v for k, v in values.items()})
-    return report
+    def total(self, group, *keys):
+        """What the first worker of a group has counted in all reports."""
+        return [sum(report[group][0][key] for report in self.reports() if group in report) for key in keys]
 
 
 @pytest.fixture(scope="module", autouse=True)

@@ -102,12 +102,9 @@ class Model:
         forms = {
             "A": lambda: rd.address, "AAAA": lambda: ipv6(rd.to_wire()), "TXT": lambda: " ".join(f'"{escaped(s)}"' for s in rd.strings),
             "SOA": lambda: f"{name(rd.mname)} {name(rd.rname)} {rd.serial} {rd.refresh} {rd.retry} {rd.expire} {rd.minimum}",
-            "MX": lambda: f"{rd.preference} {name(rd.exchange)}", "AFSDB": lambda: f"{rd.subtype} {name(rd.hostname)}",
+            "MX": lambda: f"{rd.preference} {name(rd.exchange)}",
             "SRV": lambda: f"{rd.priority} {rd.weight} {rd.port} {name(rd.target)}",
-            "NAPTR": lambda: f'{rd.order} {rd.preference} "{escaped(rd.flags)}""{escaped(rd.service)}""{escaped(rd.regexp)}" '
-                             + name(rd.replacement),
             "DS": lambda: f"{rd.key_tag} {int(rd.algorithm)} {rd.digest_type} {rd.digest.hex().upper()}",
-            "SSHFP": lambda: f"{rd.algorithm} {rd.fp_type} {rd.fingerprint.hex().upper()}",
             "DNSKEY": lambda: f"{int(rd.flags)} {rd.protocol} {int(rd.algorithm)} {base64text(rd.key)}",
             "RRSIG": lambda: f"{rr_type(rd.type_covered)} {int(rd.algorithm)} {rd.labels} {rd.original_ttl} {stamp(rd.expiration)}"
                              f" {stamp(rd.inception)} {rd.key_tag} {name(rd.signer)} {base64text(rd.signature)}",

@@ -4,6 +4,7 @@ Nothing here runs on a thread of its own, so a peer does exactly what the test s
 """
 
 import socket
+import ssl
 import struct
 import time
 
@@ -21,27 +22,22 @@ class Stream:
     def fill(self, timeout):
         """Takes in what comes within `timeout` seconds. False if nothing did."""
         self.sock.settimeout(timeout)
+        got = b""
         try:
             got = self.sock.recv(1 << 20)
-        except (TimeoutError, BlockingIOError):
-            return False
-        except ConnectionResetError:
-            self.closed = "reset"
-            return False
-        except OSError as error:  # ssl.SSLEOFError is one
-            if type(error).__name__ != "SSLEOFError":
-                raise
-            self.closed = "cut"
-            return False
+            self.closed = None if got else "end"
+        except TimeoutError:
+            pass
+        except (ConnectionResetError, ssl.SSLEOFError) as error:
+            self.closed = "cut" if isinstance(error, ssl.SSLEOFError) else "reset"
         self.data += got
-        self.closed = self.closed if got else "end"
         return bool(got)
 
     def until(self, done, nudge=None, deadline=15):
         """Reads until `done()`; each time that nothing comes for a while, `nudge()` is called."""
         end = time.monotonic() + deadline
         while not done():
-            if not self.fill(0.2):
+            if not self.fill(0.2) and not done():
                 assert self.closed is None and time.monotonic() < end, f"{self.closed} after {bytes(self.data[-300:])!r}"
                 if nudge:
                     nudge()
@@ -53,20 +49,15 @@ class Stream:
         assert bytes(self.data[:len(expected)]) == expected
         del self.data[:len(expected)]
 
-    def ended(self, how="end", deadline=10):
+    def ended(self):
         """Nothing more comes and the peer closes."""
-        end = time.monotonic() + deadline
-        while self.closed is None and time.monotonic() < end:
-            self.fill(0.2)
-        assert (self.closed, bytes(self.data)) == (how, b"")
+        self.until(lambda: self.closed)
+        assert (self.closed, bytes(self.data)) == ("end", b"")
 
     def raw(self, *pieces):
         self.sock.settimeout(10)
         for piece in pieces:
             self.sock.sendall(piece)
-
-    def close(self):
-        self.sock.close()
 
     def reset(self):
         """Closes so that the peer's next send fails at once, and not only its next but one."""
@@ -74,14 +65,28 @@ class Stream:
         self.sock.close()
 
 
+def connected(family, address, deadline=10):
+    """A connection to a listener that may not be there yet."""
+    end = time.monotonic() + deadline
+    while True:
+        sock = socket.socket(family, socket.SOCK_STREAM)
+        sock.settimeout(10)
+        try:
+            sock.connect(address)
+            return sock
+        except (FileNotFoundError, ConnectionRefusedError):
+            sock.close()
+            if time.monotonic() > end:
+                raise
+            time.sleep(0.02)
+
+
 class Sender(Stream):
     """A DNS server's side. `sent` lists all records that went out, nudges too."""
 
     def __init__(self, address, tls=None, bidirectional=True, hello=True):
         family = socket.AF_UNIX if isinstance(address, str) else socket.AF_INET6 if ":" in address[0] else socket.AF_INET
-        sock = socket.socket(family, socket.SOCK_STREAM)
-        sock.settimeout(10)
-        sock.connect(address)
+        sock = connected(family, address)
         if family != socket.AF_UNIX:
             sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self.port = 0 if family == socket.AF_UNIX else sock.getsockname()[1]
@@ -135,14 +140,17 @@ class Collector:
             stream.expect(wire.control(wire.START, wire.CONTENT_TYPE))
         return stream
 
-    def close(self):
-        self.listening.close()
-
 
 def deliver(sender, stream, expected, deadline=15):
     """Waits until `stream` holds what `expected` makes of all records sent, waking the forwarder where it must be."""
-    stream.until(lambda: len(stream.data) >= len(expected(sender.sent)), sender.nudge, deadline)
-    same(bytes(stream.data), expected(sender.sent))
+    wanted = bytearray(expected(sender.sent))
+
+    def nudge():
+        sender.nudge()
+        wanted.extend(expected([wire.NUDGE]))
+
+    stream.until(lambda: len(stream.data) >= len(wanted), nudge, deadline)
+    same(bytes(stream.data), bytes(wanted))
 
 
 def same(got, expected):

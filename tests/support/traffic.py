@@ -13,7 +13,7 @@ from support import wire
 from support.model import BUILTIN
 
 SUFFIXES = sorted(rule for rule in BUILTIN if rule[0] not in "!*")
-KINDS = ("A AAAA NS CNAME PTR DNAME SOA MX AFSDB TXT SRV NAPTR DS SSHFP DNSKEY RRSIG NSEC3 HTTPS NSEC TLSA HINFO "
+KINDS = ("A AAAA NS CNAME PTR DNAME SOA MX TXT SRV DS DNSKEY RRSIG NSEC3 HTTPS NSEC TLSA HINFO "
          "TYPE65281").split()
 
 
@@ -39,9 +39,9 @@ class Traffic(random.Random):
         octets = self.randbytes(self.randint(1, 40))
         texts = {
             "A": ".".join(map(str, b + [7])), "AAAA": sparse, "SOA": f"{a} {c} {number} {n[0]} {n[1]} {n[2]} {b[0]}",
-            "MX": f"{n[0]} {a}", "AFSDB": f"{n[0]} {a}", "TXT": " ".join(self.text() for _ in range(self.randint(1, 3))),
-            "SRV": f"{n[0]} {n[1]} {n[2]} {a}", "NAPTR": f"{n[0]} {n[1]} {self.text()} {self.text()} {self.text()} {a}",
-            "DS": f"{n[0]} {b[0]} 2 {self.randbytes(32).hex()}", "SSHFP": f"{b[0]} {b[1]} {octets.hex()}",
+            "MX": f"{n[0]} {a}", "TXT": " ".join(self.text() for _ in range(self.randint(1, 3))),
+            "SRV": f"{n[0]} {n[1]} {n[2]} {a}",
+            "DS": f"{n[0]} {b[0]} 2 {self.randbytes(32).hex()}",
             "DNSKEY": f"{n[0]} 3 {b[0]} {self.text_base64()}", "TLSA": f"{b[0]} {b[1]} {b[2]} {octets.hex()}",
             "RRSIG": f"{self.choice(('A', 'NSEC3', 'TYPE54'))} {b[0]} {b[1]} {number} {number} {number} {n[0]} {a} {self.text_base64()}",
             "NSEC3": f"1 {b[0]} {n[0]} {self.choice(('-', 'AABB'))} {'0P9MHAVEQVM6T7VBL5LOP2U3T2RP3TOM'} A NS TXT RRSIG TYPE1234",

@@ -1,0 +1,333 @@
+"""What breaks on a connection: that it is told in the right words, harms nothing else, and mends as it should."""
+
+import contextlib
+import os
+import re
+import socket
+import ssl
+import time
+
+import pytest
+
+from support import wire
+from support.certs import certs  # noqa: F401
+from support.daemon import UNIX, Daemon, ends_cleanly  # noqa: F401
+from support.model import Model
+from support.peers import Collector, Sender, free_port
+from support.traffic import Traffic
+
+START = wire.control(wire.START, wire.CONTENT_TYPE)
+READY = wire.control(wire.READY, wire.CONTENT_TYPE)
+NO_CONTENT_TYPE = "Expected content type of protobuf:dnstap.Dnstap but did not get it"
+CUT = "recv() failed: socket closed"
+SILENT = "recv() failed: wait() timed out"
+RING = 300000
+
+# What a peer sends, cut into writes; what it does then; what its receiver dies of.
+RECEIVER = {
+    "nothing at all": ([], "close", CUT),
+    "a reset": ([READY, START], "reset", "recv() failed: Connection reset by peer"),
+    "silence": ([], "", SILENT),
+    "READY, then no START": ([READY], "", SILENT),
+    "half a frame, then silence": ([START, wire.frame(b"whole"), wire.frame(b"12345678")[:9]], "", SILENT),
+    "half a frame, then the end": ([START, wire.frame(b"12345678")[:9]], "close", CUT),
+    "idle": ([START, wire.frame(b"a")], "", "Connection timed out"),
+    "another protocol": ([b"GET / HTTP/1.1\r\n\r\n"], "", "Expected control message preamble of 0 but got 1195725856"),
+    "a control frame past the limit": ([wire.word(0, 65537)], "", "Control frame length 65537 is larger than the configured limit 65536"),
+    "START of another content type": ([wire.control(2, b"protobuf:dnstap.DnstaP")], "", NO_CONTENT_TYPE),
+    "a field that is cut off": ([wire.word(0, 6, 2) + b"\0\0"], "", "Read uint32_t failed: Offset 4 + 4 is out of bounds for data of 6 bytes"),
+    "STOP first": ([wire.control(3, wire.CONTENT_TYPE)], "", "Unexpected control message type 3"),
+    "READY twice": ([READY, READY], "", "Unexpected control message type 4"),
+    "START in the data": ([START, wire.frame(b"a"), START], "", "Unexpected control message type 2"),
+    "a frame past the limit": ([START, wire.word(262145)], "", "Data frame length 262145 is larger than the configured limit 262144"),
+    "a frame past the ring": ([START, wire.frame(bytes(900))], "ring", "value length 900 is larger than the size of the queue 900"),
+}
+
+
+@pytest.fixture(scope="module")
+def receivers():
+    """One daemon that all those peers bother, and a good connection to it that must live through it all."""
+    with Daemon(UNIX + " read-timeout=1 keepalive=0", UNIX.replace("dnstap", "good"), f"message-queue-size {RING}",
+                "metrics-interval 1") as daemon, Daemon(UNIX, "message-queue-size 900") as small:
+        good = Sender(daemon.address("good.sock"))
+        for idle in (daemon, small):
+            idle.wait("Socket[0]: Listening on dnstap.sock")
+        daemon.wait("Receiver[0]: Handling connection from")
+        yield daemon, small
+        assert [r["listener"] for r in daemon.next_report()["receiver"]] == [1]
+        good.send(b"still here")
+        good.stop()
+
+
+@pytest.mark.parametrize("case", RECEIVER)
+def test_a_peer_that_breaks_the_rules_loses_its_own_connection(case, receivers):
+    pieces, then, text = RECEIVER[case]
+    daemon = receivers[then == "ring"]
+    before = len(daemon.lines)
+    peer = Sender(daemon.address(), hello=False)
+    peer.raw(*pieces)
+    if then == "reset":
+        peer.sock.recv(1, socket.MSG_PEEK)  # a Unix socket resets by being closed on unread data, here the ACCEPT
+    if then in ("close", "reset"):
+        peer.sock.close()
+    daemon.wait("Process loop failed", count=len([line for line in daemon.lines[:before] if "Process loop failed" in line]) + 1)
+    number = re.search(r"Receiver\[(\d+)", daemon.find("Process loop failed")[-1])[1]
+    daemon.wait(f"Receiver[{number}]: Finished process loop")
+    assert [line for line in daemon.lines[before:] if "Metrics" not in line] == [
+        "[INFO] Listener[0]: Handling connection", f"[INFO] Receiver[{number}]: Starting process loop",
+        f"[INFO] Receiver[{number}]: Handling connection from uid={os.getuid()} gid={os.getgid()} pid={os.getpid()}",
+        f"[ERROR] Receiver[{number}]: Process loop failed: {text}", f"[INFO] Listener[0]: Receiver[{number}] Is finished",
+        f"[INFO] Receiver[{number}]: Finished process loop"]
+    if not then:
+        peer.until(lambda: peer.closed)
+
+
+@pytest.mark.parametrize("pieces", [
+    [bytes([b]) for b in START + wire.frame(b"a") + wire.control(3)],
+    [START + wire.frame(b"a" * 262144) + wire.control(3, b"what", b"ever")],
+    [wire.word(0, 65536, 2, 7, 65536 - 42) + bytes(65536 - 42) + START[12:] + wire.control(3)],
+], ids=["byte by byte", "the longest frame", "the longest control frame"])
+def test_a_peer_that_keeps_the_rules_in_its_own_way_is_served(pieces, receivers):
+    failures = receivers[0].find("Process loop failed")
+    peer = Sender(receivers[0].address(), hello=False)
+    peer.raw(*pieces)
+    peer.ended()
+    assert receivers[0].find("Process loop failed") == failures
+
+
+def test_the_idle_count_starts_again_with_each_frame():
+    with Daemon(UNIX + " read-timeout=1 keepalive=1") as daemon:
+        peer = Sender(daemon.address())
+        for pause in (1.4, 1.4):  # one time-out each, so that a count that went on would end here
+            time.sleep(pause)
+            peer.nudge()
+        begun = time.monotonic()
+        daemon.wait("Receiver[0]: Process loop failed: Connection timed out")
+        assert 1.8 < time.monotonic() - begun < 3
+        peer.ended()
+
+
+def test_max_connections():
+    """One too many is closed at once and without a word; its place is there again when the first has gone."""
+    with Daemon(UNIX + " max-connections=1", "metrics-interval 1") as daemon:
+        first = Sender(daemon.address())
+        for _ in range(2):
+            extra = Sender(daemon.address(), hello=False)
+            extra.ended()
+        first.stop()
+        daemon.wait("Receiver[0]: Finished")
+        Sender(daemon.address()).stop()
+        last = daemon.next_report()["listener"][0]
+        assert (len(daemon.find("Handling connection from")), len(daemon.find("]: Handling connection"))) == (2, 4)
+        assert (daemon.total("listener", "accepts"), last["activeReceivers"], last["peakReceivers"]) == ([2], 0, 1)
+
+
+def test_a_listener_that_cannot_listen_tries_again():
+    """Each failure costs that listener three seconds and nobody else anything."""
+    busy = socket.create_server(("127.0.0.1", 0))
+    port = busy.getsockname()[1]
+    with Daemon(UNIX.replace("dnstap.sock", "later/x.sock"), f"listener ipv4 127.0.0.1 {port}", "listener unix a.sock group=nosuchgroup",
+                "listener ipv4 localhost 6000", f"listener ipv4 ::1 {free_port()}", UNIX) as daemon:
+        begun = time.monotonic()
+        for number, text in enumerate(("bind() failed: No such file or directory", "bind() failed: Address already in use",
+                                       "getgrnam(nosuchgroup) failed: ", "Parse IPv4 address failed: ", "Parse IPv4 address failed: ")):
+            assert daemon.wait(f"Listener{number}: ")[0].startswith(f"[ERROR] Listener{number}: Listen error: {text}")
+        daemon.wait("Socket[5]: Listening on dnstap.sock")
+        Sender(daemon.address()).stop()
+        os.mkdir(daemon.address("later"))
+        busy.close()
+        daemon.wait("Socket[0]: Listening on later/x.sock")
+        daemon.wait(f"Socket[1]: Listening on 127.0.0.1:{port}")
+        assert 2.5 < time.monotonic() - begun < 5
+        Sender(daemon.address("later/x.sock")).stop()
+        Sender(("127.0.0.1", port)).stop()
+        assert [len(daemon.find(f"Listener{n}: ")) for n in (0, 1, 5)] == [1, 1, 0]
+
+
+# How a collector spoils the opening of a dnstap stream, and the forwarder's words for it.
+OPENING = {
+    "silence": (b"", SILENT),
+    "the end": (None, CUT),
+    "ACCEPT without content type": (wire.control(1), NO_CONTENT_TYPE),
+    "FINISH": (wire.control(5, wire.CONTENT_TYPE), "Expected ACCEPT(1) control message but got 5"),
+    "a data frame": (wire.frame(b"abc"), "Expected control message preamble of 0 but got 3"),
+    "a long control frame": (wire.word(0, 65), "Control frame length 65 is larger than the configured limit 64"),
+}
+
+
+def test_a_target_that_spoils_the_opening():
+    collectors = [Collector() for _ in OPENING]
+    ports = [c.port for c in collectors] + [free_port()]
+    with Daemon(*[f"forwarder ipv4 127.0.0.1 {p} read-timeout=1 fstrm-control-frame-max-size=64" for p in ports],
+                "forwarder ipv6 127.0.0.1 6000", "forwarder ipv4 a..b 6000", "message-format dnstap") as daemon:
+        streams = [collector.accept() for collector in collectors]
+        for stream, (answer, _) in zip(streams, OPENING.values()):
+            stream.expect(READY)
+            if answer is None:
+                stream.sock.close()
+            else:
+                stream.raw(answer)
+        texts = [text for _, text in OPENING.values()] + ["connect() failed: Connection refused"]
+        for number, text in enumerate(texts):
+            assert daemon.wait(f"Forwarder[{number}]: Connection error: ") == [f"[ERROR] Forwarder[{number}]: Connection error: {text}"]
+        number = len(texts)
+        assert daemon.wait(f"Forwarder[{number}]: Connection error: ")[0].startswith(
+            f"[ERROR] Forwarder[{number}]: Connection error: Parse IPv6 address failed: ")
+        assert "getaddrinfo(a..b/A) failed: " in daemon.wait(f"Forwarder[{number + 1}]: Connection error: ")[0]
+        begun = time.monotonic()
+        daemon.stop()  # all of them are in their pause of ten seconds
+        assert time.monotonic() - begun < 3
+
+
+def test_the_pause_after_a_failed_attempt_is_ten_seconds():
+    port = free_port()
+    with Daemon(f"forwarder ipv4 127.0.0.1 {port}") as daemon:
+        daemon.wait("Connection error: connect() failed: Connection refused")
+        begun = time.monotonic()
+        Collector(port=port).accept()
+        assert 9 < time.monotonic() - begun < 12
+        assert len(daemon.find("Connection error")) == 1
+
+
+def records(*letters):
+    return [wire.Record(b"\x0a" + wire.varint(len(text)) + text) for text in (letter.encode() * 9 for letter in letters)]
+
+
+# With a batch size of 3 and events 1 to 5 sent, event 6 in hand: what returns, and what the next connection gets. The
+# bytes of the failed batch lead, since they still stand in the send buffer.
+RECOVERY = {
+    "drop": ((), "6 7", 1),
+    "best-effort": (("1 current",), "6 6 7", 2),
+    "durable": (("2 previous", "1 current"), "6 4 5 6 7", 4),
+}
+
+
+@pytest.mark.parametrize("mode", RECOVERY)
+def test_a_broken_connection(mode):
+    returned, wanted, counted = RECOVERY[mode]
+    collector = Collector()
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size=3 recovery={mode}", "message-format dnstap",
+                "metrics-interval 1") as daemon:
+        sender = Sender(daemon.address(), bidirectional=False)
+        held = collector.accept()
+        held.expect(READY)
+        sender.send(*records(*"12345"))
+        sender.stop()  # so all five are in the queue before the stream opens
+        held.raw(wire.control(1, wire.CONTENT_TYPE))
+        held.expect(START, *map(wire.frame, records(*"12345")))
+        held.reset()
+        sender = Sender(daemon.address())
+        sender.send(*records("6"))
+        again = collector.accept(deadline=5)  # at once, as the connection had been a good one
+        again.expect(READY)
+        sender.send(*records("7"))
+        sender.stop()
+        again.raw(wire.control(1, wire.CONTENT_TYPE))
+        again.expect(START, *map(wire.frame, records(*wanted.split())))
+        daemon.next_report()
+        sent = daemon.total("forwarder", "connects", "eventsSent", "bytesSent")
+        assert sent == [2, 5 + counted, 15 * (5 + len(wanted.split()))]
+        daemon.terminate()
+        again.expect(wire.control(3))
+        again.raw(wire.control(5))
+        log = daemon.ended()
+    errors = [line for line in log if "Connection error" in line or "Returning" in line]
+    assert errors == ["[ERROR] Forwarder[0]: Connection error: send() failed: Connection reset by peer"] + [
+        f"[INFO] Forwarder[0]: Returning {n} events back to the event queue" for n in returned]
+
+
+def test_a_failed_batch_of_text_comes_back_shifted(certs):
+    """A skipped record's bytes stay in the batch, so they come back in the place of as many bytes of the event behind."""
+    first, second, third = [r for r in Traffic(5).records(90) if len(r) % 2 == 0 and Model()([r])][:3]
+    skipped = wire.Record(wire.NUDGE * (len(second) // 2))
+    collector = Collector(tls=certs.context("server", server=True, verify=False))
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} tls=on tls-validate=off recovery=durable") as daemon:
+        daemon.wait("Socket[0]: Connected")
+        sender = Sender(daemon.address(), bidirectional=False)
+        sender.send(first, skipped, second)
+        sender.stop()  # all queued before the TLS handshake lets the forwarder fill its batch
+        model = Model(pid=daemon.pid)
+        stream = collector.accept()
+        stream.expect(model([first, second]))
+        stream.reset()
+        Sender(daemon.address()).send(third)
+        collector.accept().expect(model([third, first, third]))
+        assert daemon.find("Returning") == [f"[INFO] Forwarder[0]: Returning {n} events back to the event queue"
+                                            for n in ("2 previous", "1 current")]
+
+
+def test_a_target_that_stops_reading():
+    """The send times out, and the batch comes whole on the next connection, and once more from the queue's end."""
+    collector = Collector()
+    collector.listening.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} write-timeout=1 send-buffer-size=4096", "message-format dnstap") as daemon:
+        stuck = collector.accept()
+        events = [wire.Record(b"%04d" % n * 250) for n in range(250)]
+        sender = Sender(daemon.address())
+        sender.send(*events)
+        sender.stop()
+        stuck.raw(wire.control(1, wire.CONTENT_TYPE))
+        daemon.wait("Forwarder[0]: Connection error: send() failed: wait() timed out")
+        collector.accept("bidirectional").expect(*map(wire.frame, events + events[:100]))
+        assert daemon.find("Returning") == ["[INFO] Forwarder[0]: Returning 100 current events back to the event queue"]
+
+
+# What a peer does to a TLS listener, whose options stand beside the good ones; a pattern of the receiver's last words.
+ALERT = r"SSL_do_handshake\(\) failed: SSL_get_error=1 \(error:[^;]*:"
+OLD = {"newest": ssl.TLSVersion.TLSv1_2}
+SERVER = {
+    "silence": (b"", "", r"TLS read failed: wait\(\) timed out"),
+    "no certificate": ({}, "", ALERT + r"peer did not return a certificate\)"),
+    "a stranger's certificate": ({"name": "foreign"}, "", ALERT + r"certificate verify failed\)"),
+    "no trust": ({"trusted": "stranger"}, "", ALERT + r"tlsv1 alert unknown ca\)"),
+    "an old version": ({"name": "client", **OLD}, "tls-min-version=1.3", ALERT + r"unsupported protocol\)"),
+    "no certificate file": ({}, "tls-certificate-cert-file=no.pem", r"SSL_CTX_use_certificate_chain_file\(no.pem\) failed: "
+                            r"Unknown SSL error \(error:[^;]*:No such file or directory; .*\)"),
+    "an unknown lowest version": ({}, "tls-min-version=1.1", "Parse minimum TLS version failed: Unknown SSL error"),
+}
+# The forwarder's options, its target's certificate (a context's options, bytes instead of TLS), the words ("": no failure).
+CLIENT = {
+    "an unknown authority": ("", {"name": "server"}, ALERT + r"certificate verify failed\)"),
+    "another name": ("CA", {"name": "misnamed"}, ALERT + r"certificate verify failed\)"),
+    "another name, which is asked for": ("CA tls-validate-server-name=elsewhere.example", {"name": "misnamed"}, ""),
+    "another name, which does not matter": ("tls-validate=off", {"name": "misnamed"}, ""),
+    "an expired certificate": ("CA", {"name": "expired"}, ALERT + r"certificate verify failed\)"),
+    "no client certificate": ("CA", {"name": "server", "verify": True, **OLD}, ALERT + r"sslv3 alert handshake failure\)"),
+    "an old version": ("CA tls-min-version=1.3", {"name": "server", **OLD}, ALERT + r"tlsv1 alert protocol version\)"),
+    "silence": ("CA read-timeout=1", b"", r"TLS read failed: wait\(\) timed out"),
+}
+
+
+def told(daemon, who, words, count=1):
+    line = daemon.wait(who, count)[-1]
+    assert re.fullmatch(rf"\[ERROR\] \w+\[\d+\]: [\w ]+: TLS handshake failed: {words}", line), line
+
+
+def test_a_peer_that_spoils_the_tls_handshake(certs):
+    ports = [free_port() for _ in SERVER]
+    good = certs.options("server", "listener")
+    with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=1 keepalive=0{good} {case[1]}"
+                  for port, case in zip(ports, SERVER.values())]) as daemon:
+        for count, (port, (act, _, words)) in enumerate(zip(ports, SERVER.values()), 1):
+            with contextlib.suppress(ssl.SSLError, ConnectionResetError):  # under TLS 1.3 a client may learn of it later only
+                peer = Sender(("127.0.0.1", port), None if act == b"" else certs.context(**act), hello=False)
+            told(daemon, "Receiver[0]: Process loop failed", words, count)
+        peer = Sender(("127.0.0.1", ports[0]), certs.context("client"))
+        peer.raw(wire.frame(b"one") + wire.control(3))  # one TLS record: nothing tells the receiver of what it has decrypted
+        assert daemon.wait("Connection timed out") == ["[ERROR] Receiver[1]: Process loop failed: Connection timed out"]
+        peer.ended()
+
+
+def test_a_target_that_spoils_the_tls_handshake(certs):
+    collectors = [Collector(tls=certs.context(**{"server": True, "verify": False, **act}) if act else None) for _, act, _ in CLIENT.values()]
+    trust = f"tls-validate-ca-file={certs['ca.pem']}"
+    with Daemon(*[f"forwarder ipv4 127.0.0.1 {collector.port} tls=on {case[0].replace('CA', trust)}"
+                  for collector, case in zip(collectors, CLIENT.values())]) as daemon:
+        kept = []
+        for number, (collector, (_, _, words)) in enumerate(zip(collectors, CLIENT.values())):
+            with contextlib.suppress(ssl.SSLError if words else ()):
+                kept.append(collector.accept())
+            if words:
+                told(daemon, f"Forwarder[{number}]: Connection error", words)
+            else:
+                daemon.wait(f"TlsSocket[{number}]: TLS handshake complete")
