@@ -1,0 +1,31 @@
+// Any bytes as a dnstap record: both decoders agree, the walk ends, and what was decoded survives being encoded.
+#include "encoding/dnstap.h"
+#include "fuzz.h"
+
+using namespace ns::encoding::dnstap;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static DnstapEvent reused;
+  const auto length = static_cast<uint32_t>(size);
+  DnstapEvent event;
+  bool decoded = true;
+  try {
+    decodeDnstapEvent(event, data, length, 0);
+  } catch (const DnstapError&) { decoded = false; }
+  fuzz::require(tryDecodeDnstapEvent(reused, data, length) == decoded, "both decoders take the same records");
+  try {
+    getDnstapEventType(event, data, length, 0);
+  } catch (const DnstapError&) {  // a record without a type
+  }
+  if (!decoded) return 0;
+
+  ns::encoding::Bytes first, second, third;
+  encodeDnstapEvent(first, event);
+  encodeDnstapEvent(second, reused);
+  fuzz::require(first == second, "a reused event holds nothing of the record before");
+  fuzz::require(first.size() <= size + 32, "no more comes out than went in");
+  fuzz::require(tryDecodeDnstapEvent(reused, first.data(), static_cast<uint32_t>(first.size())), "output is a record");
+  encodeDnstapEvent(third, reused);
+  fuzz::require(first == third, "a decode of an encode is the same event");
+  return 0;
+}

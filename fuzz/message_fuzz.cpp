@@ -1,0 +1,45 @@
+// Any bytes as a dnstap record's DNS message, in every format: one line an event, valid JSON, the same text whatever
+// was decoded before, and never more than a bound: the 16 MiB of presentation text, each name twice for its domain,
+// each byte twice for its escape, and the packet in hex.
+#include "fuzz.h"
+#include "net/dns/DnsMessageEventFormatter.h"
+#include "net/dns/suffixes.h"
+
+using namespace ns::net::dns;
+using ns::encoding::Bytes;
+
+static ns::event::format::EventFormatterConfig configFor(uint32_t format, bool extended) {
+  static const bool loaded = (loadPslDomainSuffixes(true), addDomainSuffix("corp.example.com", true), true);
+  ns::event::format::EventFormatterConfig config;
+  fuzz::require(loaded, "the suffixes load");
+  config.messageFormat = format;
+  config.querylogExtended = extended;
+  return config;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static DnsMessageEventFormatter reused[] = {DnsMessageEventFormatter(configFor(0, false)),
+                                              DnsMessageEventFormatter(configFor(1, false)),
+                                              DnsMessageEventFormatter(configFor(1, true))};
+  if (size == 0) return 0;
+  DnsMessageEvent event;
+  Bytes message(size - 1);
+  std::copy(data + 1, data + size, message.begin());
+  event.type = 1 + data[0] % 12;
+  event.isQuery = event.type % 2 == 1;
+  event.seconds = 1700000000 + data[0];
+  event.message = &message;
+
+  for (DnsMessageEventFormatter& formatter : reused) {
+    DnsMessageEventFormatter fresh(formatter.getConfig());
+    Bytes line, same;
+    fuzz::require(formatter.format(line, event) && fresh.format(same, event), "every message makes an event");
+    fuzz::require(line == same, "the text does not depend on the message before");
+    const std::string_view text = fuzz::view(line);
+    fuzz::require(text.find('\n') == text.size() - 1, "one line an event");
+    fuzz::require(text.size() <= (size_t{68} << 20) + 2 * size, "the text is bounded");
+    fuzz::Json json(text);
+    if (formatter.getConfig().messageFormat == 0) fuzz::require(json.value() && json.text == "\n", "valid JSON");
+  }
+  return 0;
+}
