@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <string>
 
 namespace ns::encoding::data {
@@ -49,45 +50,59 @@ void encodeUintVle(Bytes& buffer, uint64_t value) {
   buffer.push_back(static_cast<unsigned char>(value));
 }
 
-// "00" to "99": two digits at a time halve the divisions, which are most of the cost of a number.
-static constexpr auto DigitPairs = [] {
-  std::array<char, 200> pairs{};
-  for (size_t i = 0; i < 100; ++i) {
-    pairs[2 * i] = static_cast<char>('0' + i / 10);
-    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
-  }
-  return pairs;
+static constexpr auto PowersOfTen = [] {
+  std::array<uint64_t, MaxUintDigits> powers{1};
+  for (size_t i = 1; i < powers.size(); ++i) powers[i] = 10 * powers[i - 1];
+  return powers;
 }();
+
+static size_t countDigits(uint64_t value) {
+  const size_t guess = static_cast<size_t>(std::bit_width(value)) * 1233 >> 12;  // log10(2), exact or one too low
+  return guess + (value >= PowersOfTen[guess] ? 1 : 0);
+}
 
 unsigned char* writeUint(unsigned char* out, uint64_t value) {
   if (value < 10) {
     *out = static_cast<unsigned char>('0' + value);
     return out + 1;
   }
-  std::array<char, MaxUintDigits> digits;  // filled from the back
-  size_t first = digits.size();
-  for (; value >= 100; value /= 100) std::memcpy(&digits[first -= 2], &DigitPairs[2 * (value % 100)], 2);
+  unsigned char* const end = out + countDigits(value);
+  unsigned char* first = end;  // stored from the back
+  for (; value >= 100; value /= 100) writeTwoDigits(first -= 2, value % 100);
   if (value >= 10) {
-    std::memcpy(&digits[first -= 2], &DigitPairs[2 * value], 2);
+    writeTwoDigits(first - 2, value);
   } else {
-    digits[--first] = static_cast<char>('0' + value);
+    first[-1] = static_cast<unsigned char>('0' + value);
   }
-  std::memcpy(out, &digits[first], digits.size() - first);
-  return out + (digits.size() - first);
+  return end;
 }
 
 void formatUint(Bytes& buffer, uint64_t value) {
   unsigned char* const out = grow(buffer, MaxUintDigits);
-  const unsigned char* const end = writeUint(out, value);
-  buffer.resize(static_cast<size_t>(end - buffer.data()));
+  cut(buffer, writeUint(out, value));
+}
+
+static constexpr uint64_t everyByte(uint64_t value) { return 0x0101010101010101U * value; }
+
+/// Eight bytes at once: each sum sets the high bit of the bytes from some value on and does not reach into the next.
+static void lowercaseWord(unsigned char* out, const unsigned char* data) {
+  uint64_t word;
+  std::memcpy(&word, data, sizeof(word));
+  const uint64_t low = word & everyByte(0x7F);
+  const uint64_t fromA = low + everyByte(0x80 - 'A');
+  const uint64_t pastZ = low + everyByte(0x80 - 'Z' - 1);
+  word += (fromA & ~pastZ & ~word & everyByte(0x80)) >> 2;
+  std::memcpy(out, &word, sizeof(word));
 }
 
 void lowercase(Bytes& buffer, const unsigned char* data, uint32_t length) {
   unsigned char* const out = grow(buffer, length);
-  for (uint32_t i = 0; i < length; ++i) {
-    const unsigned char byte = data[i];
-    // No branch, so that the compiler turns the loop into vector instructions.
-    out[i] = static_cast<unsigned char>(byte + (static_cast<unsigned char>(byte - 'A') < 26 ? 32 : 0));
+  if (length >= 8) {
+    for (uint32_t i = 0; i + 8 <= length; i += 8) lowercaseWord(out + i, data + i);
+    lowercaseWord(out + length - 8, data + length - 8);  // the last ones, some of them once more
+  } else {
+    for (uint32_t i = 0; i < length; ++i)
+      out[i] = static_cast<unsigned char>(data[i] + (data[i] >= 'A' && data[i] <= 'Z' ? 32 : 0));
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -84,13 +85,38 @@ inline unsigned char* grow(Bytes& buffer, size_t count) {
   return buffer.data() + size;
 }
 
+/// Cuts `buffer` off at `end`, which points into it: drops what a writer left over of the room it was given.
+inline void cut(Bytes& buffer, const unsigned char* end) { buffer.resize(static_cast<size_t>(end - buffer.data())); }
+
 /// Append a big-endian integer of 2, 4 or 8 bytes.
 void encodeUint16(Bytes& buffer, uint16_t value);
 void encodeUint32(Bytes& buffer, uint32_t value);
 void encodeUint64(Bytes& buffer, uint64_t value);
 
+/// Stores a big-endian 32-bit integer at `out`. Returns the end of what it wrote.
+inline unsigned char* writeUint32(unsigned char* out, uint32_t value) {
+  for (int shift = 24; shift >= 0; shift -= 8) *out++ = static_cast<unsigned char>(value >> shift);
+  return out;
+}
+
 /// Appends 7 bits a byte, least significant group first, the high bit set on every byte but the last: 1 to 10 bytes.
 void encodeUintVle(Bytes& buffer, uint64_t value);
+
+/// "00" to "99": two digits at a time halve the divisions, which are most of the cost of a number.
+inline constexpr auto DigitPairs = [] {
+  std::array<char, 200> pairs{};
+  for (size_t i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return pairs;
+}();
+
+/// Writes the two digits of a value below 100 at `out` and returns their end.
+inline unsigned char* writeTwoDigits(unsigned char* out, size_t value) {
+  std::memcpy(out, &DigitPairs[2 * value], 2);
+  return out + 2;
+}
 
 /// The most digits that a 64-bit number has.
 constexpr size_t MaxUintDigits = 20;
