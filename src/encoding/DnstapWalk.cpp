@@ -1,0 +1,202 @@
+#include "encoding/DnstapWalk.h"
+
+#include <cstring>
+
+namespace ns::encoding::dnstap {
+
+// Fields of the record.
+static constexpr uint32_t IdentityField = 1;
+static constexpr uint32_t ExtraField = 3;
+static constexpr uint32_t MessageField = 14;
+static constexpr uint32_t RecordTypeField = 15;
+static constexpr uint32_t MessageTypeField = 1;  // within the message
+
+static constexpr std::array<const char*, 3> ServerFields = {"identity", "version", "extra"};
+
+/// Where the pieces of a walk go. The first three are those of ServerFields.
+static constexpr std::array<Bytes DnstapEvent::*, 7> PieceTargets = {
+    &DnstapEvent::identity,        &DnstapEvent::version,          &DnstapEvent::extra,
+    &DnstapEvent::query_address,   &DnstapEvent::response_address, &DnstapEvent::query_message,
+    &DnstapEvent::response_message};
+
+static constexpr uint8_t NoWireType = 8;  // more than the 3 bits of a tag hold
+
+/// How a field of the message is named in failures, must look on the wire, and where it goes.
+struct FieldLayout {
+  const char* name = nullptr;  // null for numbers that are not decoded
+  uint8_t wireType = NoWireType;
+  uint8_t piece = 0;
+  uint64_t DnstapEvent::*varint = nullptr;
+  uint32_t DnstapEvent::*fixed32 = nullptr;
+};
+
+static constexpr FieldLayout number(const char* name, uint64_t DnstapEvent::*target) {
+  return {name, Varint, 0, target, nullptr};
+}
+static constexpr FieldLayout number(const char* name, uint32_t DnstapEvent::*target) {
+  return {name, Fixed32, 0, nullptr, target};
+}
+static constexpr FieldLayout bytes(const char* name, uint8_t piece) {
+  return {name, LengthDelimited, piece, nullptr, nullptr};
+}
+
+static constexpr std::array<FieldLayout, 15> MessageLayout = {{
+    {},  // there is no field 0
+    number("message type", &DnstapEvent::type),
+    number("message socket_family", &DnstapEvent::socket_family),
+    number("message socket_protocol", &DnstapEvent::socket_protocol),
+    bytes("message query_address", 3),
+    bytes("message response_address", 4),
+    number("message query_port", &DnstapEvent::query_port),
+    number("message response_port", &DnstapEvent::response_port),
+    number("message query_time_sec", &DnstapEvent::query_time_sec),
+    number("message query_time_nsec", &DnstapEvent::query_time_nsec),
+    bytes("message query_message", 5),
+    {},  // the query zone
+    number("message response_time_sec", &DnstapEvent::response_time_sec),
+    number("message response_time_nsec", &DnstapEvent::response_time_nsec),
+    bytes("message response_message", 6),
+}};
+
+bool DnstapWalk::decode(DnstapEvent& event) {
+  while (offset < length) {
+    const uint32_t from = offset;
+    if (!decodeField(event) || !finishStep(from)) return false;
+  }
+  return true;
+}
+
+bool DnstapWalk::finishStep(uint32_t from) {
+  if (guard.step(from, offset)) [[likely]]
+    return true;
+  return failure.set(Failure::Kind::Circle, offset);
+}
+
+bool DnstapWalk::decodeField(DnstapEvent& event) {
+  Source source{data, length, offset, failure};
+  uint32_t field;
+  uint8_t wireType;
+  if (!source.tag(field, wireType)) return false;
+  if (field >= IdentityField && field <= ExtraField) return decodeServerField(source, field, wireType);
+  if (field == RecordTypeField) return decodeRecordType(source, wireType);
+  if (field != MessageField) return skipUnknown(source, wireType);
+  Source message = source;
+  return openMessage(message, source, wireType) && decodeMessage(event, message);
+}
+
+bool DnstapWalk::readPiece(Piece& piece, Source& source) {
+  uint64_t size;
+  if (!source.bytesLength(size)) return false;
+  piece.offset = static_cast<uint32_t>(source.data + source.offset - data);
+  piece.length = static_cast<uint32_t>(size);
+  source.offset += piece.length;
+  return true;
+}
+
+bool DnstapWalk::decodeServerField(Source source, uint32_t number, uint8_t wireType) {
+  const size_t index = number - IdentityField;
+  if (wireType != LengthDelimited)
+    return failure.set(Failure::Kind::WrongWireType, wireType, LengthDelimited, ServerFields[index]);
+  if (!readPiece(pieces[index], source)) return false;
+  offset = source.offset;
+  return true;
+}
+
+bool DnstapWalk::decodeRecordType(Source source, uint8_t wireType) {
+  if (wireType != Varint) return failure.set(Failure::Kind::WrongWireType, wireType, Varint, "type");
+  uint64_t value;
+  if (!source.varint(value)) return false;
+  if (value != 1) return failure.set(Failure::Kind::RecordType, value);
+  offset = source.offset;
+  return true;
+}
+
+/// Makes `message` the source of the message's bytes and moves on behind it in the record.
+bool DnstapWalk::openMessage(Source& message, Source source, uint8_t wireType) {
+  if (wireType != LengthDelimited)
+    return failure.set(Failure::Kind::WrongWireType, wireType, LengthDelimited, "message");
+  uint64_t size;
+  if (!source.bytesLength(size)) return false;
+  message.data = data + source.offset;
+  message.length = static_cast<uint32_t>(size);
+  message.offset = 0;
+  offset = source.offset + message.length;
+  if (!guard.enter(message.length)) return failure.set(Failure::Kind::Overlap, guard.getWalked(), length);
+  return true;
+}
+
+/// Skips a value. Where it ends in its own source becomes the offset in the record, whichever source that is.
+bool DnstapWalk::skipUnknown(Source source, uint8_t wireType) {
+  if (!source.skip(wireType)) return false;
+  offset = source.offset;
+  return true;
+}
+
+bool DnstapWalk::decodeMessage(DnstapEvent& event, Source message) {
+  while (message.offset < message.length) {
+    uint32_t field;
+    uint8_t wireType;
+    if (!message.tag(field, wireType)) return false;
+    const FieldLayout& layout = MessageLayout[field < MessageLayout.size() ? field : 0];
+    if (wireType != layout.wireType) [[unlikely]] {
+      if (layout.name != nullptr)
+        return failure.set(Failure::Kind::WrongWireType, wireType, layout.wireType, layout.name);
+      if (!skipUnknown(message, wireType)) return false;  // `message` itself stays behind the tag
+    } else if (wireType == Varint) {
+      if (!message.varint(event.*layout.varint)) return false;
+    } else if (wireType == Fixed32) {
+      if (!message.fixed32(event.*layout.fixed32)) return false;
+    } else if (!readPiece(pieces[layout.piece], message)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void DnstapWalk::copyBytes(DnstapEvent& event) const {
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    Bytes& target = event.*PieceTargets[i];
+    target.resize(pieces[i].length);
+    if (!target.empty()) std::memcpy(target.data(), data + pieces[i].offset, target.size());
+  }
+}
+
+/// A message without a type always fails here: the walk within it goes from tag to tag, and nothing is left to skip
+/// behind the last one. So what skipUnknown() stores in a message is never gone by, and there are no circles but in
+/// records near 4 GiB, where the sum of an offset and a width goes round.
+bool DnstapWalk::findType(uint64_t& type) {
+  while (offset < length) {
+    const uint32_t from = offset;
+    Source source{data, length, offset, failure};
+    uint32_t field;
+    uint8_t wireType;
+    if (!source.tag(field, wireType)) return false;
+    if (field == MessageField) {
+      Source message = source;
+      bool found = false;
+      if (!openMessage(message, source, wireType) || !findTypeInMessage(type, found, message)) return false;
+      if (found) return true;
+    } else if (!skipUnknown(source, wireType)) {
+      return false;
+    }
+    if (!finishStep(from)) return false;
+  }
+  return failure.set(Failure::Kind::NoMessageType);
+}
+
+bool DnstapWalk::findTypeInMessage(uint64_t& type, bool& found, Source message) {
+  while (message.offset < message.length) {
+    uint32_t field;
+    uint8_t wireType;
+    if (!message.tag(field, wireType)) return false;
+    if (field == MessageTypeField) {
+      if (wireType != Varint) return failure.set(Failure::Kind::WrongWireType, wireType, Varint, "message type");
+      found = true;
+      return message.varint(type);
+    }
+    if (!skipUnknown(message, wireType)) return false;
+  }
+  return true;
+}
+
+}  // namespace ns::encoding::dnstap
