@@ -15,7 +15,7 @@ static constexpr auto Escapes = [] {
   escapes['\n'] = 'n';
   escapes['\f'] = 'f';
   escapes['\r'] = 'r';
-  for (const char c : {'"', '/', '\\'}) escapes[static_cast<size_t>(c)] = static_cast<unsigned char>(c);
+  for (const char c : {'"', '/', '\\'}) escapes[static_cast<unsigned char>(c)] = static_cast<unsigned char>(c);
   return escapes;
 }();
 
