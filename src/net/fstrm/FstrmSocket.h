@@ -61,6 +61,8 @@ class FstrmSocket {
   /// Takes what the socket holds, without waiting. Returns false if nothing was there, or no more fits behind the head
   /// of a large frame. Throws SocketError as Socket::receive does.
   bool fillAhead() { return !useTls && ahead.fill(socket); }
+  /// As fillAhead, but only if a data frame that is ahead is cut off, and not to look behind anything else.
+  bool completeAhead() { return ahead.isCutOff(config.dataFrameMaxSize) && fillAhead(); }
   /// Whether the socket is likely to hold more than the last fillAhead() took.
   bool likelyMore() const { return ahead.wasFilled(); }
   /// Stores the payloads of the data frames that lie ahead whole, in order, and returns their number. Ends in front of

@@ -53,6 +53,12 @@ size_t ReadAhead::frames(std::span<std::span<const unsigned char>> out, uint32_t
   return count;
 }
 
+bool ReadAhead::isCutOff(uint32_t maxFrame) const {
+  if (size() < WordSize) return size() != 0;
+  const uint32_t length = encoding::data::loadUint32(bytes.data() + start);
+  return length != 0 && length <= maxFrame && length > size() - WordSize;
+}
+
 void ReadAhead::drop(size_t count) {
   for (; count != 0 && size() >= WordSize; --count) {
     const size_t frame = WordSize + encoding::data::loadUint32(bytes.data() + start);

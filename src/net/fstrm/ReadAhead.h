@@ -32,6 +32,8 @@ class ReadAhead {
   /// Stores the payloads of the whole data frames in front, none longer than `maxFrame`, and returns their number. They
   /// stay valid until the next fill, take or release.
   size_t frames(std::span<std::span<const unsigned char>> out, uint32_t maxFrame) const;
+  /// Whether what is held is the begin of a data frame, no longer than `maxFrame`, and nothing else.
+  bool isCutOff(uint32_t maxFrame) const;
   /// Drops that many of the frames that frames() found.
   void drop(size_t count);
 

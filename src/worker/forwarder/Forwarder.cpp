@@ -138,7 +138,7 @@ void Forwarder::fill() {
 
 // For a target of dnstap: each record goes into a data frame as it came.
 void Forwarder::wrapEvents() {
-  queue->extract(current.events, current.eventLengths, config.batchSize);
+  queue->extract(current.events, current.eventLengths, config.batchSize, MaxSendSize);
   const unsigned char* record = current.events.data();
   unsigned char* out =
       encoding::data::grow(sendBuffer, current.events.size() + sizeof(uint32_t) * current.eventLengths.size());

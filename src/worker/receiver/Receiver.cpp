@@ -99,8 +99,9 @@ void Receiver::receiveFrames(bool bidirectional) {
   uint32_t retries = config.socket.keepalive;
   while (!stopRequested) {
     if (!fstrmSocket.hasAhead() && !waitForFrames(retries)) continue;
-    // What no whole frame lies ahead of is taken by itself: control frames, large frames, all of a TLS connection.
-    if (!queueFramesAhead() && !receiveFrame(frame, bidirectional)) return;
+    const bool queued = queueFramesAhead() || (fstrmSocket.completeAhead() && queueFramesAhead());
+    // What does not lie ahead whole is taken by itself: control frames, large frames, all of a TLS connection.
+    if (!queued && !receiveFrame(frame, bidirectional)) return;
     retries = config.socket.keepalive;
   }
   // Frames that this side has already taken off the socket would be lost with it, the queue's are saved.
