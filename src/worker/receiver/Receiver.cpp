@@ -105,7 +105,7 @@ void Receiver::receiveFrames(bool bidirectional) {
     retries = config.socket.keepalive;
   }
   // Frames that this side has already taken off the socket would be lost with it, the queue's are saved.
-  queueFramesAhead();
+  while (queueFramesAhead()) {}
 }
 
 // Waits until the peer has sent something and reads what is there. Returns false if there is nothing to handle yet.
@@ -122,7 +122,7 @@ bool Receiver::waitForFrames(uint32_t& retries) {
 
 // Puts the whole frames that were read ahead on the queue, under one lock. Returns false if there was none.
 bool Receiver::queueFramesAhead() {
-  std::array<std::span<const unsigned char>, 256> frames;
+  std::array<std::span<const unsigned char>, 512> frames;  // a whole read-ahead of common frames
   const size_t ahead = fstrmSocket.framesAhead(frames);
   if (ahead == 0) return false;
   // A frame that the queue refuses ends the connection: it stays ahead, and receiveFrame gets the queue's own error.
