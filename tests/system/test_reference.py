@@ -1,0 +1,68 @@
+"""The reference against the program: its schemas hold for real output, and it leaves out no key, option or line of the log."""
+
+import json
+import pathlib
+import re
+
+import pytest
+
+from support import wire
+from support.daemon import UNIX, Daemon, ends_cleanly  # noqa: F401
+from support.model import Model
+from support.peers import Collector, Sender, deliver, free_port
+from support.traffic import Traffic
+
+jsonschema = pytest.importorskip("jsonschema")
+TREE = pathlib.Path(__file__).parents[2]
+REFERENCE = TREE / "docs/reference"
+
+
+def validator(name):
+    schema = json.loads((REFERENCE / name).read_text())
+    kind = jsonschema.validators.validator_for(schema)
+    kind.check_schema(schema)
+    return kind(schema, format_checker=jsonschema.FormatChecker())
+
+
+@pytest.mark.parametrize("options", [{}, {"mode": "off"}], ids=["domains", "none"])
+def test_schemas(options):
+    """All kinds of records and a DNS message that can't be decoded; connections of each family, and none."""
+    collector, port, empty = Collector(), free_port(), wire.record(type=5, query_time_sec=1, query_message=b"?")
+    with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port}", "metrics-format json", "metrics-interval 1",
+                f"domain-suffix-mode {options.get('mode', 'all')}") as daemon:
+        there = collector.accept()
+        sender, idle = Sender(daemon.address()), Sender(("127.0.0.1", port))
+        sender.send(*Traffic("schema").records(300), empty)
+        model = Model(**options)
+        text = {empty: "Read DNS message failed: Read uint16_t failed: Offset 0 + 2 is out of bounds for data of 1 bytes"}
+        deliver(sender, there, lambda records: "".join(model.event(r, text.get(r)) for r in records).encode())
+        events = [json.loads(line) for line in there.data.splitlines()]
+        assert {e["type"].split("-")[-1] for e in events} == {"query", "response", "error"}
+        daemon.wait("eventsReceived", count=2)
+        idle.stop()
+        sender.stop()
+        daemon.wait("Receiver[0]: Finished", count=2)
+        reports = [json.loads(line.split("Metrics: ")[1]) for line in daemon.stop() if "Metrics: " in line]
+    assert any("receivers" in r for r in reports) and not all("receivers" in r for r in reports)
+    for name, lines in (("event.schema.json", events), ("metrics.schema.json", reports)):
+        schema = validator(name)
+        assert [(line, error.message) for line in lines for error in schema.iter_errors(line)] == []
+        for line in lines:
+            assert not schema.is_valid({**line, "more": 1}) and not schema.is_valid(dict(list(line.items())[1:]))
+
+
+def test_nothing_is_left_out():
+    read = lambda name: (TREE / name).read_text()
+    manual, configuration = read("docs/man/wirelark.conf.5").replace("\\-", "-"), read("docs/reference/configuration.md")
+    keys = re.findall(r'"((?:message|metrics|domain)-[a-z-]+)"', read("src/app/configure.cpp"))
+    options = [o for name in ("ValueReader", "listener/parseListener", "forwarder/parseForwarder")
+               for o in re.findall(r'name == "([a-z-]+)"', read(f"src/worker/{name}.cpp"))]
+    assert len(set(keys)) == 13 and len(set(options)) > 25
+    assert [name for name in keys if f"\n| `{name}`" not in configuration or f' {name} ' not in manual.replace('"', " ")] == []
+    assert [name for name in options if f"\n| `{name}` |" not in configuration or not re.search(rf"[ I]{name}[=\n ,]", manual)] == []
+    log, lines = read("docs/reference/log.md"), 0
+    for source in (TREE / "src").rglob("*.cpp"):
+        for call in re.findall(r"log::(?:info|warn|error)\(([^;]*);", source.read_text()):
+            lines += 1
+            assert [text for text in re.findall(r'"([^"]*)"', call) if text.strip("[]: .") not in log] == [], source
+    assert lines > 25
