@@ -1,0 +1,205 @@
+#include "event/queue/EventQueue.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "encoding/data.h"
+#include "error/messages.h"
+
+namespace ns::event::queue {
+
+[[noreturn, gnu::cold, gnu::noinline]] static void failAllocation(uint64_t size, int number) {
+  throw QueueError("malloc(" + std::to_string(size) + ") failed: " + error::getMessage(number));
+}
+
+EventQueue::EventQueue(EventQueueConfig settings) : config(std::move(settings)) {
+  buffer.reset(static_cast<unsigned char*>(std::calloc(config.size, 1)));  // zeroed pages come from the kernel as used
+  if (!buffer) failAllocation(config.size, errno);
+}
+
+bool EventQueue::takes(size_t length) const noexcept {
+  return length <= MaxMessage && length + PrefixSize <= config.size;
+}
+
+[[gnu::cold, gnu::noinline]] void EventQueue::refuse(size_t length) const {
+  const std::string what = "value length " + std::to_string(length) + " is larger than the ";
+  if (config.size < PrefixSize || length > config.size - PrefixSize) {
+    throw QueueError(what + "size of the queue " + std::to_string(config.size));
+  }
+  throw QueueError(what + "maximum allowed of " + std::to_string(MaxMessage));
+}
+
+uint64_t EventQueue::used() const noexcept {
+  return wrapped ? config.size - readOffset + writeOffset : writeOffset - readOffset;
+}
+
+uint64_t EventQueue::behind(uint64_t offset, uint64_t count) const noexcept {
+  const uint64_t next = offset + count;
+  return next < config.size ? next : next - config.size;
+}
+
+uint32_t EventQueue::lengthAt(uint64_t offset) const noexcept {
+  if (room(offset) >= PrefixSize) [[likely]] {
+    const unsigned char* prefix = buffer.get() + offset;
+    return uint32_t{prefix[0]} << 16 | uint32_t{prefix[1]} << 8 | uint32_t{prefix[2]};
+  }
+  const uint64_t second = behind(offset, 1);
+  return uint32_t{buffer[offset]} << 16 | uint32_t{buffer[second]} << 8 | uint32_t{buffer[behind(second, 1)]};
+}
+
+void EventQueue::advanceRead(uint64_t count) noexcept {
+  readOffset += count;
+  if (readOffset < config.size) return;
+  readOffset -= config.size;
+  wrapped = false;
+}
+
+// Every change happens with `mutex` held, so that the look and the subtraction need not be one step.
+void EventQueue::subtractQueued(uint64_t count) noexcept {
+  metrics.eventsQueued -= std::min(count, metrics.eventsQueued.load());
+}
+
+void EventQueue::countTaken(uint64_t count) noexcept {
+  subtractQueued(count);
+  metrics.eventsProcessed += count;
+}
+
+void EventQueue::moveReadToNextMessage() noexcept {
+  advanceRead(PrefixSize + lengthAt(readOffset));
+  ++metrics.eventsDropped;
+  subtractQueued(1);
+}
+
+void EventQueue::storeBytes(const unsigned char* data, size_t length) noexcept {
+  const size_t first = std::min<uint64_t>(length, room(writeOffset));
+  std::memcpy(buffer.get() + writeOffset, data, first);
+  writeOffset += first;
+  if (writeOffset < config.size) return;
+  wrapped = true;
+  writeOffset = length - first;
+  if (writeOffset != 0) std::memcpy(buffer.get(), data + first, writeOffset);
+}
+
+// A message goes only where the new one needs its room to the byte, so that a message as large as the ring fits.
+void EventQueue::store(const unsigned char* data, size_t length) noexcept {
+  while (config.size - used() < PrefixSize + length) moveReadToNextMessage();
+  const unsigned char prefix[PrefixSize] = {static_cast<unsigned char>(length >> 16),
+                                            static_cast<unsigned char>(length >> 8),
+                                            static_cast<unsigned char>(length)};
+  storeBytes(prefix, PrefixSize);
+  if (length != 0) storeBytes(data, length);
+}
+
+void EventQueue::append(const unsigned char* data, size_t length) {
+  if (!takes(length)) [[unlikely]]
+    refuse(length);
+  const std::lock_guard lock(mutex);
+  store(data, length);
+  ++metrics.eventsQueued;
+  condition.notify_one();
+}
+
+size_t EventQueue::append(std::span<const std::span<const unsigned char>> messages) {
+  size_t count = 0;
+  while (count < messages.size() && takes(messages[count].size())) ++count;
+  if (count == 0) return 0;
+  const std::lock_guard lock(mutex);
+  for (const auto& message : messages.first(count)) {
+    store(message.data(), message.size());
+    ++metrics.eventsQueued;  // one by one, as the next message may push out this one
+  }
+  if (count == 1) {
+    condition.notify_one();
+  } else {
+    condition.notify_all();
+  }
+  return count;
+}
+
+/// Copies the oldest message, which has this length, and moves behind it.
+void EventQueue::takeMessage(unsigned char* out, size_t length) noexcept {
+  const uint64_t start = behind(readOffset, PrefixSize);
+  if (length != 0) {
+    const size_t first = std::min<uint64_t>(length, room(start));
+    std::memcpy(out, buffer.get() + start, first);
+    if (first != length) std::memcpy(out + first, buffer.get(), length - first);
+  }
+  advanceRead(PrefixSize + length);
+}
+
+void EventQueue::extract(encoding::Bytes& out) {
+  const std::lock_guard lock(mutex);
+  if (used() == 0) return;
+  const uint32_t length = lengthAt(readOffset);
+  takeMessage(encoding::data::grow(out, length), length);
+  countTaken(1);
+}
+
+/// Makes room for one more, so that the push_back to come cannot fail.
+static void reserveOne(std::vector<uint32_t>& lengths) {
+  if (lengths.size() == lengths.capacity()) lengths.reserve(2 * lengths.size() + 16);
+}
+
+size_t EventQueue::extract(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
+  const std::lock_guard lock(mutex);
+  // What can fail is done before a message leaves the ring; those that have left by then are in `out`, and counted.
+  struct Taken {
+    ~Taken() { queue.countTaken(count); }
+    EventQueue& queue;
+    size_t count = 0;
+  } taken{*this};
+  const size_t before = out.size();
+  while (taken.count < most && out.size() - before < mostBytes && used() != 0) {
+    const uint32_t length = lengthAt(readOffset);
+    if (length == 0) {
+      takeMessage(nullptr, 0);
+      return taken.count++;
+    }
+    reserveOne(lengths);
+    takeMessage(encoding::data::grow(out, length), length);
+    lengths.push_back(length);
+    ++taken.count;
+  }
+  return taken.count;
+}
+
+void EventQueue::wait() {
+  std::unique_lock lock(waitMutex);
+  condition.wait(lock);
+}
+
+void EventQueue::getMetrics(metrics::EventQueueMetrics& out) {
+  const uint64_t queued = metrics.eventsQueued;
+  const uint64_t dropped = metrics.eventsDropped;
+  const uint64_t processed = metrics.eventsProcessed;
+  out.eventsQueued = queued;
+  out.eventsDropped = dropped - lastMetrics.eventsDropped;
+  out.eventsProcessed = processed - lastMetrics.eventsProcessed;
+  lastMetrics.eventsQueued = queued;
+  lastMetrics.eventsDropped = dropped;
+  lastMetrics.eventsProcessed = processed;
+}
+
+void EventQueue::clear() {
+  readOffset = 0;
+  writeOffset = 0;
+  wrapped = false;
+  metrics.eventsQueued = 0;
+  metrics.eventsProcessed = 0;
+  metrics.eventsDropped = 0;
+}
+
+uint64_t EventQueue::getReadOffset() {
+  const std::lock_guard lock(mutex);
+  return readOffset;
+}
+
+uint64_t EventQueue::getWriteOffset() {
+  const std::lock_guard lock(mutex);
+  return writeOffset;
+}
+
+}  // namespace ns::event::queue
