@@ -6,11 +6,11 @@ namespace ns::log {
 
 std::mutex mtx;
 
+// In one piece: under run-stdout the events go to standard output too, and they do not take the mutex.
 static void writeLine(std::FILE* stream, const char* prefix, const std::string& message) {
+  const std::string line = prefix + message + '\n';
   const std::lock_guard lock(mtx);
-  std::fputs(prefix, stream);
-  std::fwrite(message.data(), 1, message.size(), stream);
-  std::fputc('\n', stream);
+  std::fwrite(line.data(), 1, line.size(), stream);
   std::fflush(stream);
 }
 
