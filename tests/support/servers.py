@@ -169,7 +169,7 @@ def bind(home, tap, zone, extra="recursion no;", forward=""):
 options {{
   directory "{home}"; listen-on port {port} {{ {LOCAL}; }}; listen-on-v6 {{ none; }}; pid-file none; session-keyfile none;
   dnssec-validation no; minimal-responses yes; {extra}
-  dnstap {{ all; }}; dnstap-output unix "{tap}"; dnstap-identity none; dnstap-version none;
+  dnstap {{ all; }}; dnstap-output unix "{tap}";
 }};
 controls {{ }};
 {source}
