@@ -12,6 +12,10 @@ if(WIRELARK_HARDENING)
 endif()
 target_link_options(wirelark_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 
+# The same bytes whatever folder the tree is built in; a debugger looks for sources from the top of the tree then.
+target_compile_options(wirelark_options INTERFACE
+  $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
+
 if(WIRELARK_SANITIZE)
   target_compile_options(wirelark_options INTERFACE -fsanitize=${WIRELARK_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
