@@ -42,10 +42,11 @@ class Tail {
   void uint(uint64_t value) { out = writeUint(room(MaxUintDigits), value); }
 
  private:
-  void extend(size_t count) {
+  // Out of line, so that what is left of room() goes in where it is called.
+  [[gnu::noinline]] void extend(size_t count) {
     const size_t used = size();
-    buffer.resize(used + count);       // doubles the capacity where it has to grow
-    buffer.resize(buffer.capacity());  // costs nothing, the new bytes stay unset
+    if (buffer.capacity() - used < count) buffer.resize(used + count);  // doubles the capacity
+    buffer.resize(buffer.capacity());                                   // costs nothing, the new bytes stay unset
     out = buffer.data() + used;
     end = buffer.data() + buffer.size();
   }
