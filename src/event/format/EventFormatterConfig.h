@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+
+#include "encoding/Bytes.h"
+
+namespace ns::event::format {
+
+/// All settings of the text formats: plain values, filled before any worker thread starts and only read after that.
+struct EventFormatterConfig {
+  /// Sets the defaults.
+  EventFormatterConfig();
+
+  uint32_t messageFormat;    // 0 JSON, 1 query log, 2 dnstap
+  uint32_t pid;              // in syslog headers
+  uint32_t syslogPriority;   // facility * 8 + severity as one number, not checked
+  bool syslogRfc3164;        // else RFC 5424
+  encoding::Bytes hostname;  // in both kinds of header
+  bool querylogExtended;
+  bool domainSuffixEnabled;  // whether domains are shown
+  bool domainSuffixBuiltin;  // whether they are found by the built-in suffixes, by the configured ones, or by both
+  bool domainSuffixConfig;
+  bool fqdnTrailingDot;
+};
+
+}  // namespace ns::event::format
