@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "net/dns/words.h"
+
+// Bytes as DNS presentation text (RFC 1035, 5.1): 32 to 126 as they are, `"` and `\` behind a backslash, all others as
+// a backslash and three decimal digits.
+namespace ns::net::dns {
+
+/// What writeEscaped needs as room for `length` bytes.
+constexpr size_t escapedRoom(size_t length) { return 4 * length + 8; }
+
+/// The high bit of each byte that does not stand for itself in presentation text.
+constexpr uint64_t specialBytes(uint64_t word) {
+  const uint64_t low = word & everyByte(0x7F);
+  const uint64_t fromBlank = low + everyByte(0x80 - ' ');  // high bit set from the blank up
+  const uint64_t delOrHigh = (low + everyByte(1)) | word;  // high bit set for 127 and from 128 up
+  return (~fromBlank & everyByte(0x80)) | (delOrHigh & everyByte(0x80)) | equalBytes(word, '"') |
+         equalBytes(word, '\\');
+}
+
+/// writeEscaped byte by byte: for the words that hold something to escape, and for the last bytes of a packet.
+unsigned char* writeEscapedBytewise(unsigned char* out, const unsigned char* text, uint32_t length);
+
+/// Writes `length` bytes at `text` as presentation text at `out`, which has room for escapedRoom(`length`). `readable`
+/// is the end of what may be read at all: with 8 bytes or more up to there a short text goes in one piece.
+/// Returns the end of what it wrote.
+inline unsigned char* writeEscaped(unsigned char* out, const unsigned char* text, uint32_t length,
+                                   const unsigned char* readable) {
+  for (; length >= 8; length -= 8, text += 8) {
+    if (specialBytes(loadWord(text)) == 0) [[likely]] {
+      std::memcpy(out, text, 8);
+      out += 8;
+    } else {
+      out = writeEscapedBytewise(out, text, 8);
+    }
+  }
+  if (length == 0) return out;
+  if (readable - text >= 8 && specialBytes(loadWord(text)) << (64 - 8 * length) == 0) [[likely]] {
+    std::memcpy(out, text, 8);  // those behind `length` are overwritten by what comes next
+    return out + length;
+  }
+  return writeEscapedBytewise(out, text, length);
+}
+
+}  // namespace ns::net::dns
