@@ -1,0 +1,149 @@
+#include "encoding/data.h"
+#include "encoding/hex.h"
+#include "encoding/json.h"
+#include "net/dns/eventBodies.h"
+#include "net/dns/mnemonics.h"
+#include "net/dns/put.h"
+
+using namespace ns::encoding;
+
+namespace ns::net::dns {
+
+/// More than the literals, numbers and mnemonics of any one object here take.
+static constexpr size_t FixedRoom = 512;
+
+static size_t nameRoom(const Bytes& name) { return 2 * json::jsonStrRoom(static_cast<uint32_t>(name.size())); }
+
+static unsigned char* putString(unsigned char* out, const Bytes& text, size_t from = 0) {
+  return json::writeJsonStr(out, text.data() + from, static_cast<uint32_t>(text.size() - from));
+}
+
+static unsigned char* putBool(unsigned char* out, bool value) { return value ? put(out, "true") : put(out, "false"); }
+
+/// What good events and error events have in common, behind `"data":`.
+static unsigned char* putClient(unsigned char* out, const DnsMessageEvent& event) {
+  out = put(out, "{\"client\":\"");
+  out = put(out, event.client);
+  out = put(out, "\",\"server\":\"");
+  out = put(out, event.server);
+  out = put(out, "\",\"port\":");
+  return data::writeUint(out, event.port);
+}
+
+static unsigned char* putFlags(unsigned char* out, uint16_t flags, bool isQuery) {
+  out = put(out, ",\"flags\":{\"rd\":");
+  out = putBool(out, (flags & FlagRd) != 0);
+  if (!isQuery) {
+    out = put(out, ",\"ra\":");
+    out = putBool(out, (flags & FlagRa) != 0);
+    out = put(out, ",\"aa\":");
+    out = putBool(out, (flags & FlagAa) != 0);
+    out = put(out, ",\"tc\":");
+    out = putBool(out, (flags & FlagTc) != 0);
+  }
+  return put(out, "}");
+}
+
+static unsigned char* putQuestion(unsigned char* out, const DnsMessage& message, bool withDomain) {
+  out = put(out, ",\"qname\":");
+  out = putString(out, message.qname);
+  if (withDomain) {
+    out = put(out, ",\"qdomain\":");
+    out = putString(out, message.qnameLowercase, message.domainOffset);
+  }
+  out = put(out, ",\"qclass\":\"");
+  out = writeDnsParameter(out, record_classes, message.qclass, RecordClassPrefix);
+  out = put(out, "\",\"qtype\":\"");
+  out = writeDnsParameter(out, record_types, message.qtype, RecordTypePrefix);
+  return put(out, "\"");
+}
+
+/// With a comma behind it, which the end of the section takes back.
+static void writeRecord(data::Tail& tail, DnsRecord& record, const event::format::EventFormatterConfig& config) {
+  const size_t dataRoom = json::jsonStrRoom(static_cast<uint32_t>(record.rdata.size()));
+  unsigned char* out = tail.room(FixedRoom + nameRoom(record.name) + dataRoom);
+  out = put(out, "{\"name\":");
+  out = putString(out, record.name);
+  if (config.domainSuffixEnabled) {
+    findDomain(record, config);
+    out = put(out, ",\"domain\":");
+    out = putString(out, record.nameLowercase, record.domainOffset);
+  }
+  out = put(out, ",\"ttl\":");
+  out = data::writeUint(out, record.ttl);
+  out = put(out, ",\"rrclass\":\"");
+  out = writeDnsParameter(out, record_classes, record.rrclass, RecordClassPrefix);
+  out = put(out, "\",\"rrtype\":\"");
+  out = writeDnsParameter(out, record_types, record.type, RecordTypePrefix);
+  out = put(out, "\",\"data\":");
+  out = putString(out, record.rdata);
+  tail.advance(put(out, "},"));
+}
+
+static void writeSection(data::Tail& tail, const DnsMessage::Section& section, uint16_t count,
+                         const event::format::EventFormatterConfig& config) {
+  for (uint32_t i = 0; i < count; ++i) writeRecord(tail, *section[i], config);
+  unsigned char* const out = tail.room(1);
+  if (count != 0) {
+    out[-1] = ']';
+  } else {
+    tail.character(']');
+  }
+}
+
+static void writeResponse(data::Tail& tail, const EventView& view) {
+  DnsMessage& message = view.message;
+  unsigned char* out = tail.room(FixedRoom);
+  out = put(out, ",\"rcode\":\"");
+  out = writeDnsParameter(out, response_codes, message.flags & RcodeMask, ResponseCodePrefix);
+  tail.advance(put(out, "\",\"answers\":["));
+  writeSection(tail, message.answers, message.ancount, view.config);
+  tail.advance(put(tail.room(FixedRoom), ",\"authority\":["));
+  writeSection(tail, message.authorities, message.nscount, view.config);
+  tail.advance(put(tail.room(FixedRoom), ",\"additional\":["));
+  writeSection(tail, message.additionals, message.arcount, view.config);
+}
+
+void writeJsonBody(data::Tail& tail, const EventView& view) {
+  const DnsMessageEvent& event = view.event;
+  DnsMessage& message = view.message;
+  const bool withDomain = view.config.domainSuffixEnabled;
+  if (withDomain) findDomain(message, view.config);
+
+  tail.text(",\"type\":");
+  tail.text(json_event_types[event.type]);
+  unsigned char* out = tail.room(FixedRoom + event.client.size() + event.server.size() + nameRoom(message.qname));
+  out = put(out, ",\"data\":");
+  out = putClient(out, event);
+  out = put(out, ",\"proto\":\"");
+  out = writeDnsParameter(out, socket_protocols, static_cast<uint16_t>(event.proto), SocketProtocolPrefix);
+  out = put(out, "\",\"size\":");
+  out = data::writeUint(out, message.size);
+  out = put(out, ",\"txid\":");
+  out = data::writeUint(out, message.id);
+  out = putFlags(out, message.flags, event.isQuery);
+  tail.advance(putQuestion(out, message, withDomain));
+  if (!event.isQuery) writeResponse(tail, view);
+  tail.text("}}\n");
+}
+
+void writeJsonError(data::Tail& tail, const EventView& view) {
+  const DnsMessageEvent& event = view.event;
+  const auto size = static_cast<uint32_t>(event.message->size());
+  const std::string& error = view.message.error;
+  const auto errorSize = static_cast<uint32_t>(error.size());
+
+  unsigned char* out = tail.room(FixedRoom + event.client.size() + event.server.size() + 2 * size_t{size} +
+                                 json::jsonStrRoom(errorSize));
+  out = put(out, ",\"type\":\"error\",\"data\":");
+  out = putClient(out, event);
+  out = put(out, ",\"size\":");
+  out = data::writeUint(out, size);
+  out = put(out, ",\"packet\":\"");
+  out = hex::writeHex(out, event.message->data(), size);
+  out = put(out, "\",\"text\":");
+  out = json::writeJsonStr(out, static_cast<const unsigned char*>(static_cast<const void*>(error.data())), errorSize);
+  tail.advance(put(out, "}}\n"));
+}
+
+}  // namespace ns::net::dns
