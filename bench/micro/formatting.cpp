@@ -1,0 +1,68 @@
+// From a decoded DNS message to the text of an event.
+
+#include "event/format/EventHeaderWriter.h"
+#include "event/format/headers.h"
+#include "micro/records.h"
+#include "net/dns/DnsMessageEventFormatter.h"
+#include "net/dns/eventBodies.h"
+
+namespace {
+
+using namespace bench;
+using namespace ns::net::dns;
+using ns::event::format::EventFormatterConfig;
+using ns::event::format::EventHeaderWriter;
+
+void headerFromNothing(benchmark::State& state) {
+  const EventFormatterConfig config;
+  ns::encoding::Bytes out;
+  eachRecord(state, [&](const Record& record) {
+    out.clear();
+    ns::event::format::formatJsonHeader(out, config, static_cast<int64_t>(record.event.seconds),
+                                        record.event.nanoseconds);
+  });
+}
+BENCHMARK(headerFromNothing);
+
+void header(benchmark::State& state) {
+  EventHeaderWriter writer(EventFormatterConfig(), EventHeaderWriter::Kind::Json);
+  ns::encoding::Bytes out;
+  eachRecord(state, [&](const Record& record) {
+    out.clear();
+    ns::encoding::data::Tail tail(out);
+    writer.write(tail, static_cast<int64_t>(record.event.seconds), record.event.nanoseconds);
+    tail.finish();
+  });
+}
+BENCHMARK(header);
+
+void body(benchmark::State& state, void (*write)(ns::encoding::data::Tail&, const EventView&), bool extended) {
+  EventFormatterConfig config;
+  config.querylogExtended = extended;
+  ns::encoding::Bytes out;
+  eachRecord(state, [&](Record& record) {
+    out.clear();
+    ns::encoding::data::Tail tail(out);
+    write(tail, {record.event, record.message, config});
+    tail.finish();
+  });
+}
+BENCHMARK_CAPTURE(body, json, writeJsonBody, false);
+BENCHMARK_CAPTURE(body, querylog, writeQuerylogBody, false);
+BENCHMARK_CAPTURE(body, querylogExtended, writeQuerylogBody, true);
+
+// Header, message and body in one go, as a forwarder has it done.
+void wholeEvent(benchmark::State& state, uint32_t messageFormat) {
+  EventFormatterConfig config;
+  config.messageFormat = messageFormat;
+  DnsMessageEventFormatter formatter(config);
+  ns::encoding::Bytes out;
+  eachRecord(state, [&](const Record& record) {
+    out.clear();
+    formatter.format(out, record.event);
+  });
+}
+BENCHMARK_CAPTURE(wholeEvent, json, 0U);
+BENCHMARK_CAPTURE(wholeEvent, querylog, 1U);
+
+}  // namespace

@@ -1,0 +1,32 @@
+#include "micro/records.h"
+
+#include "encoding/dnstap.h"
+#include "net/dns/decodeDnsMessage.h"
+#include "net/dns/suffixes.h"
+#include "tools/Frames.h"
+
+namespace bench {
+
+static std::vector<std::unique_ptr<Record>> load() {
+  ns::net::dns::loadPslDomainSuffixes(true);
+  static const Frames frames(BENCH_SAMPLE);
+  std::vector<std::unique_ptr<Record>> all;
+  for (size_t i = 0; i < frames.count(); i++) {
+    auto record = std::make_unique<Record>();
+    record->bytes = {frames.payload(i), frames.payloadSize(i)};
+    const auto length = static_cast<uint32_t>(record->bytes.size());
+    ns::encoding::dnstap::decodeDnstapEvent(record->dnstap, record->bytes.data(), length, 0);
+    if (!ns::net::dns::extractDnsMessageEventFromDnstapEvent(record->event, record->dnstap)) continue;
+    const auto packet = record->packet();
+    ns::net::dns::decodeDnsMessage(packet.data(), static_cast<uint32_t>(packet.size()), record->message, true);
+    all.push_back(std::move(record));
+  }
+  return all;
+}
+
+const std::vector<std::unique_ptr<Record>>& records() {
+  static const auto all = load();
+  return all;
+}
+
+}  // namespace bench
