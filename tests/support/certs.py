@@ -46,6 +46,7 @@ class Certs:
         """A peer's context with certificate `name`."""
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER if server else ssl.PROTOCOL_TLS_CLIENT)
         context.maximum_version = newest
+        context.options &= ~ssl.OP_IGNORE_UNEXPECTED_EOF  # an end without a close notification must show
         context.load_verify_locations(self[trusted + ".pem"])
         context.check_hostname = verify and not server
         context.verify_mode = ssl.CERT_REQUIRED if verify else ssl.CERT_NONE

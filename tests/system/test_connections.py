@@ -47,7 +47,7 @@ RECEIVER = {
 @pytest.fixture(scope="module")
 def receivers():
     """One daemon that all those peers bother, and a good connection to it that must live through it all."""
-    with Daemon(UNIX + " read-timeout=1 keepalive=0", UNIX.replace("dnstap", "good"), f"message-queue-size {RING}",
+    with Daemon(UNIX + " read-timeout=1 keepalive=0", UNIX.replace("dnstap", "Good"), f"message-queue-size {RING}",
                 "metrics-interval 1") as daemon, Daemon(UNIX, "message-queue-size 900") as small:
         good = Sender(daemon.address("good.sock"))
         for idle in (daemon, small):
