@@ -74,7 +74,7 @@ def connected(family, address, deadline=10):
         try:
             sock.connect(address)
             return sock
-        except (FileNotFoundError, ConnectionRefusedError):
+        except (FileNotFoundError, ConnectionRefusedError, BlockingIOError):  # the last: a full backlog of a Unix listener
             sock.close()
             if time.monotonic() > end:
                 raise
