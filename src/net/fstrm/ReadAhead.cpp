@@ -68,7 +68,7 @@ void ReadAhead::drop(size_t count) {
 
 void ReadAhead::release() {
   if (size() != 0) return;
-  bytes = {};
+  encoding::Bytes().swap(bytes);  // an assignment of {} is one of an empty list, and keeps the memory
   start = end = 0;
   filled = false;
 }
