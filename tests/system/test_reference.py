@@ -3,6 +3,8 @@
 import json
 import pathlib
 import re
+import subprocess
+import urllib.request
 
 import pytest
 
@@ -66,3 +68,34 @@ def test_nothing_is_left_out():
             lines += 1
             assert [text for text in re.findall(r'"([^"]*)"', call) if text.strip("[]: .") not in log] == [], source
     assert lines > 25
+
+
+@pytest.mark.parametrize("form", ["kv", "json"])
+def test_the_exporter(form):
+    """The log of a real run: the sums of all reports, and the levels of the last."""
+    collector, exporter = Collector(), [TREE / "examples/metrics/wirelark-exporter", "--listen", f"127.0.0.1:{free_port()}"]
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", f"metrics-format {form}", "metrics-interval 1") as daemon:
+        there, sender = collector.accept(), Sender(daemon.address())
+        for _ in range(2):
+            sender.send(*Traffic("exporter").records(70), b"rubbish")
+            deliver(sender, there, lambda records: Model()([r for r in records if r != b"rubbish"]))
+            daemon.wait("eventsReceived", count=len(daemon.find("eventsReceived")) + 2)
+        sender.stop()
+        log = daemon.stop()
+    with subprocess.Popen(exporter, stdin=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
+        assert process.stderr.readline() == f"serving on {exporter[2]}\n"
+        process.stdin.write("\n".join([*log, "[ERROR] Forwarder[0]: Connection error: x", "[ERROR] Listener7: Listen error: x",
+                                       "[ERROR] Run failed: x", "[INFO] Metrics: {", "[INFO] Metrics: queue[type=message]", ""]))
+        process.stdin.flush()
+        assert [process.stderr.readline()[:14] for _ in range(2)] == ["not understood"] * 2  # so all lines are read
+        text = urllib.request.urlopen(f"http://{exporter[2]}/metrics").read().decode()
+        process.stdin.close()
+    values = dict(line.rsplit(" ", 1) for line in text.splitlines() if line[0] != "#")
+    target = f'{{forwarder="0",host="127.0.0.1",port="{collector.port}"}}'
+    count = len(sender.sent)
+    assert [int(values[f"wirelark_{n}"]) for n in ('listener_received_events_total{listener="0"}', "queue_processed_events_total",
+        f"forwarder_dnstap_errors_total{target}", f"forwarder_sent_bytes_total{target}", f"forwarder_connects_total{target}",
+        'runs_total{result="stopped"}', 'runs_total{result="failed"}', 'log_errors_total{worker="Listener"}', "queue_events")
+    ] == [count, count, 2, len(there.data), 1, 1, 1, 1, 0]
+    used = "".join((TREE / "examples/metrics" / name).read_text() for name in ("alerts.yml", "grafana-dashboard.json"))
+    assert set(re.findall(r"\bwirelark_\w+", used)) <= set(re.findall(r"# TYPE (\w+)", text))
