@@ -13,7 +13,7 @@
       "       wirelark print-psl\n"
       "       wirelark version\n",
       stderr);
-  std::exit(1);
+  std::exit(1);  // NOLINT(concurrency-mt-unsafe): no other thread has been started
 }
 
 static void printSuffixes() {
