@@ -122,6 +122,29 @@ TEST(FstrmSocket, TakesNoMemoryForBytesThatDoNotArriveAndReadsNothingAheadOverTl
   EXPECT_EQ("TLS handshake not complete", failureOf([&] { secured.fstrm.readlength(true); }));
 }
 
+TEST(ReadAhead, KeepsAFrameThatIsCutOffAndStopsWhenFull) {
+  Wire wire({});
+  ReadAhead ahead;
+  std::array<std::span<const unsigned char>, 9> frames;
+  test::put(wire.pair.theirs, unhex("00000001 61 00000002 62"));
+  EXPECT_TRUE(ahead.fill(wire.socket));
+  EXPECT_EQ(1U, ahead.frames(frames, 9));
+  ahead.drop(1);
+  ahead.release();
+  test::put(wire.pair.theirs, unhex("63 00000003 646566 00"));
+  EXPECT_TRUE(ahead.fill(wire.socket));
+  EXPECT_EQ(1U, ahead.frames(frames, 2)) << "the other is above the limit";
+  EXPECT_EQ("bc", test::text(frames[0]));
+  EXPECT_EQ(2U, ahead.frames(frames, 9));
+  ahead.drop(2);
+  EXPECT_FALSE(ahead.fill(wire.socket));
+  EXPECT_FALSE(ahead.wasFilled());
+  test::put(wire.pair.theirs, std::vector<unsigned char>(70'000, 1));
+  while (ahead.fill(wire.socket)) continue;
+  EXPECT_EQ(ReadAhead::MaxSize, ahead.size());
+  EXPECT_TRUE(ahead.wasFilled());
+}
+
 // What a stream was read as: the frames, and the text of how it ended.
 struct Read {
   std::vector<std::vector<unsigned char>> frames;
