@@ -103,7 +103,7 @@ def test_the_idle_count_starts_again_with_each_frame():
             peer.nudge()
         begun = time.monotonic()
         daemon.wait("Receiver[0]: Process loop failed: Connection timed out")
-        assert 1.8 < time.monotonic() - begun < 3
+        assert 1.8 < time.monotonic() - begun < 4
         peer.ended()
 
 
@@ -138,7 +138,7 @@ def test_a_listener_that_cannot_listen_tries_again():
         busy.close()
         daemon.wait("Socket[0]: Listening on later/x.sock")
         daemon.wait(f"Socket[1]: Listening on 127.0.0.1:{port}")
-        assert 2.5 < time.monotonic() - begun < 5
+        assert 2.5 < time.monotonic() - begun < 6
         Sender(daemon.address("later/x.sock")).stop()
         Sender(("127.0.0.1", port)).stop()
         assert [len(daemon.find(f"Listener{n}: ")) for n in (0, 1, 5)] == [1, 1, 0]
@@ -158,7 +158,8 @@ OPENING = {
 def test_a_target_that_spoils_the_opening():
     collectors = [Collector() for _ in OPENING]
     ports = [c.port for c in collectors] + [free_port()]
-    with Daemon(*[f"forwarder ipv4 127.0.0.1 {p} read-timeout=1 fstrm-control-frame-max-size=64" for p in ports],
+    with Daemon(*[f"forwarder ipv4 127.0.0.1 {p} read-timeout={60 if n else 1} fstrm-control-frame-max-size=64"
+                  for n, p in enumerate(ports)],  # the first target is the silent one
                 "forwarder ipv6 127.0.0.1 6000", "forwarder ipv4 a..b 6000", "message-format dnstap") as daemon:
         streams = [collector.accept() for collector in collectors]
         for stream, (answer, _) in zip(streams, OPENING.values()):
@@ -176,7 +177,7 @@ def test_a_target_that_spoils_the_opening():
         assert "getaddrinfo(a..b/A) failed: " in daemon.wait(f"Forwarder[{number + 1}]: Connection error: ")[0]
         begun = time.monotonic()
         daemon.stop()  # all of them are in their pause of ten seconds
-        assert time.monotonic() - begun < 3
+        assert time.monotonic() - begun < 5
 
 
 def test_the_pause_after_a_failed_attempt_is_ten_seconds():
@@ -185,7 +186,7 @@ def test_the_pause_after_a_failed_attempt_is_ten_seconds():
         daemon.wait("Connection error: connect() failed: Connection refused")
         begun = time.monotonic()
         Collector(port=port).accept()
-        assert 9 < time.monotonic() - begun < 12
+        assert 9 < time.monotonic() - begun < 14
         assert len(daemon.find("Connection error")) == 1
 
 
@@ -230,8 +231,7 @@ def test_a_broken_connection(mode):
         daemon.terminate()
         again.expect(wire.control(3))
         again.raw(wire.control(5))
-        log = daemon.ended()
-    errors = [line for line in log if "Connection error" in line or "Returning" in line]
+    errors = [line for line in daemon.lines if "Connection error" in line or "Returning" in line]
     assert errors == ["[ERROR] Forwarder[0]: Connection error: send() failed: Connection reset by peer"] + [
         f"[INFO] Forwarder[0]: Returning {n} events back to the event queue" for n in returned]
 
@@ -276,7 +276,7 @@ def test_a_target_that_stops_reading():
 ALERT = r"SSL_do_handshake\(\) failed: SSL_get_error=1 \(error:[^;]*:"
 OLD = {"newest": ssl.TLSVersion.TLSv1_2}
 SERVER = {
-    "silence": (b"", "", r"TLS read failed: wait\(\) timed out"),
+    "silence": (b"", "read-timeout=2 keepalive=0", r"TLS read failed: wait\(\) timed out"),
     "no certificate": ({}, "", ALERT + r"peer did not return a certificate\)"),
     "a stranger's certificate": ({"name": "foreign"}, "", ALERT + r"certificate verify failed\)"),
     "no trust": ({"trusted": "stranger"}, "", ALERT + r"tlsv1 alert unknown ca\)"),
@@ -306,7 +306,7 @@ def told(daemon, who, words, count=1):
 def test_a_peer_that_spoils_the_tls_handshake(certs):
     ports = [free_port() for _ in SERVER]
     good = certs.options("server", "listener")
-    with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=1 keepalive=0{good} {case[1]}"
+    with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=60{good} {case[1]}"
                   for port, case in zip(ports, SERVER.values())]) as daemon:
         for count, (port, (act, _, words)) in enumerate(zip(ports, SERVER.values()), 1):
             with contextlib.suppress(ssl.SSLError, ConnectionResetError):  # under TLS 1.3 a client may learn of it later only
@@ -321,7 +321,7 @@ def test_a_peer_that_spoils_the_tls_handshake(certs):
 def test_a_target_that_spoils_the_tls_handshake(certs):
     collectors = [Collector(tls=certs.context(**{"server": True, "verify": False, **act}) if act else None) for _, act, _ in CLIENT.values()]
     trust = f"tls-validate-ca-file={certs['ca.pem']}"
-    with Daemon(*[f"forwarder ipv4 127.0.0.1 {collector.port} tls=on {case[0].replace('CA', trust)}"
+    with Daemon(*[f"forwarder ipv4 127.0.0.1 {collector.port} tls=on read-timeout=60 {case[0].replace('CA', trust)}"
                   for collector, case in zip(collectors, CLIENT.values())]) as daemon:
         kept = []
         for number, (collector, (_, _, words)) in enumerate(zip(collectors, CLIENT.values())):

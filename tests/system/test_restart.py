@@ -162,7 +162,7 @@ def test_reports_come_each_second_and_tell_what_changed():
         stream.until(lambda: len(stream.data) >= sum(len(r) + 4 for r in sender.sent), sender.nudge)
         begun = time.monotonic()
         after = [daemon.next_report(), daemon.next_report()][1:] + [daemon.next_report()]
-        assert 1.9 < time.monotonic() - begun < 3.5
+        assert 1.9 < time.monotonic() - begun < 5
         sent, total = len(sender.sent), sum(len(r) + 4 for r in sender.sent)
         for group, figures in (("forwarder", {"eventsSent": sent, "bytesSent": total, "connects": 1, "dnstapErrors": 0}),
                                ("queue", {"eventsProcessed": sent, "eventsDropped": 0}),
