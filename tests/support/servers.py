@@ -53,8 +53,8 @@ class Peer:
         if not found:
             pytest.skip(f"{program} is not installed")
         # A copy, since a profile of AppArmor that knows the program by its path would keep it out of our directory.
-        self.home, self.copy = home, shutil.copy(found, f"{home}/{program}")
-        self.log = f"{home}/{program}.log"
+        self.home, self.copy = home, shutil.copy(found, f"{home}/{os.path.basename(program)}")
+        self.log = f"{self.copy}.log"
         with open(self.log, "w") as log:
             self.process = subprocess.Popen([self.copy, *map(str, args)], cwd=home, stdout=log, stderr=log,
                                             stdin=subprocess.DEVNULL, env=os.environ | env)
