@@ -242,7 +242,7 @@ def test_clients_of_all_sorts():
 
 def test_what_is_skipped_and_what_is_broken_is_told_apart():
     """Text: records without a message are skipped in silence, broken ones are counted, and a ring far too small drops."""
-    records, model = Traffic(9).records(500), Model()
+    records, model = Traffic(9).records(60) * 5, Model()
     skipped = sum(not model([r]) for r in records)
     mixed = [r for record in records for r in (record, wire.NUDGE, b"\x0f broken", record[:-3])]
     collector = Collector()
