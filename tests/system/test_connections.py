@@ -160,7 +160,8 @@ def test_a_target_that_spoils_the_opening():
     ports = [c.port for c in collectors] + [free_port()]
     with Daemon(*[f"forwarder ipv4 127.0.0.1 {p} read-timeout={60 if n else 1} fstrm-control-frame-max-size=64"
                   for n, p in enumerate(ports)],  # the first target is the silent one
-                "forwarder ipv6 127.0.0.1 6000", "forwarder ipv4 a..b 6000", "message-format dnstap") as daemon:
+                "forwarder ipv6 127.0.0.1 6000", "forwarder ipv4 a..b 6000", f"forwarder ipv4 localhost {ports[-1]}",
+                "message-format dnstap") as daemon:
         streams = [collector.accept() for collector in collectors]
         for stream, (answer, _) in zip(streams, OPENING.values()):
             stream.expect(READY)
@@ -175,6 +176,9 @@ def test_a_target_that_spoils_the_opening():
         assert daemon.wait(f"Forwarder[{number}]: Connection error: ")[0].startswith(
             f"[ERROR] Forwarder[{number}]: Connection error: Parse IPv6 address failed: ")
         assert "getaddrinfo(a..b/A) failed: " in daemon.wait(f"Forwarder[{number + 1}]: Connection error: ")[0]
+        assert daemon.wait(f"[{number + 2}]: Connect", count=2) == [
+            f"[WARN] Socket[{number + 2}]: Connect to 127.0.0.1:{ports[-1]} failed: connect() failed: Connection refused",
+            f"[ERROR] Forwarder[{number + 2}]: Connection error: Failed to connect to any host"]
         begun = time.monotonic()
         daemon.stop()  # all of them are in their pause of ten seconds
         assert time.monotonic() - begun < 5
