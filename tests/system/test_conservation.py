@@ -99,8 +99,8 @@ def test_collectors_that_fail_three_times(fault, mode):
     """All batches are full, so that each failure has as many events in hand; a fourth connection gets the rest."""
     collector, records = Collector(), numbered(600, 4000)
     collector.listening.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} write-timeout=1 "
-                "send-buffer-size=4096", "message-format dnstap", EACH_SECOND) as daemon:
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} send-buffer-size=4096 "
+                f"write-timeout={1 if fault is stuck else 9}", "message-format dnstap", EACH_SECOND) as daemon:
         held = collector.accept()
         deliver(daemon, records)
         kept = []  # a stream that is forgotten is closed
@@ -198,7 +198,7 @@ def test_clients_of_all_sorts():
     limits = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (limits[1], limits[1]))  # the daemon inherits it
     most = 1500 if limits[1] > 4000 else 300
-    with Daemon(UNIX + f" max-connections={most - 100}", UNIX.replace("dnstap", "other"), EACH_SECOND) as daemon:
+    with Daemon(UNIX + f" max-connections={most - 100} read-timeout=60", UNIX.replace("dnstap", "other"), EACH_SECOND) as daemon:
         sent = 0
         trickle = connected(socket.AF_UNIX, daemon.address("other.sock"))
         pieces = START + b"".join(map(wire.frame, numbered(3)))
