@@ -75,7 +75,7 @@ void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Finding
   if (isServer || config.useCertificate) checkDatesIn(line, config.certFile, findings);
   if (!config.validate) return;
   if (!config.caFile.empty()) checkDatesIn(line, config.caFile, findings);
-  if (isServer && std::getenv("SSL_CERT_DIR") == nullptr) {
+  if (isServer && std::getenv("SSL_CERT_DIR") == nullptr) {  // NOLINT(concurrency-mt-unsafe): there is one thread
     findings.warn(line,
                   "clients with a certificate of any authority that this system trusts may send events, unless "
                   "SSL_CERT_DIR and SSL_CERT_FILE in the environment of the daemon point elsewhere");
