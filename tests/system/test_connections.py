@@ -283,6 +283,7 @@ SERVER = {
     "silence": (b"", "read-timeout=2 keepalive=0", r"TLS read failed: wait\(\) timed out"),
     "no certificate": ({}, "", ALERT + r"peer did not return a certificate\)"),
     "a stranger's certificate": ({"name": "foreign"}, "", ALERT + r"certificate verify failed\)"),
+    "an expired certificate": ({"name": "expired"}, "", ALERT + r"certificate verify failed\)"),
     "no trust": ({"trusted": "stranger"}, "", ALERT + r"tlsv1 alert unknown ca\)"),
     "an old version": ({"name": "client", **OLD}, "tls-min-version=1.3", ALERT + r"unsupported protocol\)"),
     "no certificate file": ({}, "tls-certificate-cert-file=no.pem", r"SSL_CTX_use_certificate_chain_file\(no.pem\) failed: "

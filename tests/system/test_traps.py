@@ -85,7 +85,7 @@ def test_a_thread_that_cannot_be_started(threads, worker):
     with Daemon(f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {free_port()}", home=home, started=worker == "receiver",
                 preexec_fn=poor(threads)) as daemon:
         if worker != "receiver":
-            assert daemon.ended()[-1] == "[ERROR] Run failed: Resource temporarily unavailable"
+            assert "[ERROR] Run failed: Resource temporarily unavailable" in daemon.ended()  # threads that run may still log
             return
         for count in (1, 2):
             daemon.wait("Socket[0]: Listening on", count)
