@@ -42,7 +42,7 @@ using ns::worker::forwarder::Forwarder;
 using ns::worker::receiver::Receiver;
 
 // Fewer where each step is slow: without optimisation even a buffer that shrinks is walked byte by byte.
-#if defined(__OPTIMIZE__) && !defined(__SANITIZE_THREAD__)
+#if defined(__OPTIMIZE__) && !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 constexpr uint64_t Count = 100'000;
 #else
 constexpr uint64_t Count = 5'000;
@@ -182,9 +182,15 @@ TEST(SteadyState, AHundredThousandEventsAllocateNothing) {
     format.syslogRfc3164 = c.rfc3164;
     Road road(format);
     road.pass(sample, 10 * sample.count);
-    const uint64_t before = allocations;
-    road.pass(sample, Count);
-    EXPECT_EQ(before, allocations);
+    // Threads meet as they will, so a buffer may see its largest batch late and grow once more. What allocates for each
+    // event does so in every pass.
+    bool quiet = false;
+    for (int pass = 0; pass < 5 && !quiet; ++pass) {
+      const uint64_t before = allocations;
+      road.pass(sample, Count);
+      quiet = allocations == before;
+    }
+    EXPECT_TRUE(quiet);
   }
 }
 
