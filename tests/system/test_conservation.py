@@ -2,6 +2,7 @@
 and skipped, and those that `drop` abandoned. With WIRELARK_SOAK the counts are those of a long run."""
 
 import collections
+import contextlib
 import os
 import pathlib
 import random
@@ -67,8 +68,9 @@ class Drain(threading.Thread):
         self.start()
 
     def run(self):
-        while not self.stream.closed:
-            self.stream.fill(5)
+        with contextlib.suppress(ssl.SSLError):  # of a daemon that was killed
+            while not self.stream.closed:
+                self.stream.fill(5)
 
     def frames(self):
         """The payloads of all data frames of what is to be a dnstap stream behind its START."""
