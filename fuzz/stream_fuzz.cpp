@@ -24,8 +24,10 @@ static void readFrames(fstrm::FstrmSocket& stream, bool ahead, Outcome& outcome)
     if (ahead && !stream.hasAhead()) stream.fillAhead();
     const size_t count = ahead ? stream.framesAhead(frames) : 0;
     for (size_t i = 0; i < count; ++i) outcome.frames.emplace_back(frames[i].begin(), frames[i].end());
-    stream.dropAhead(count);
-    if (count != 0) continue;
+    if (count != 0) {
+      stream.dropAheadThrough(frames[count - 1]);
+      continue;
+    }
     const uint32_t length = stream.readlength(true);
     if (length == 0) {
       outcome.frames.push_back("control " + std::to_string(stream.readcontrol(false, true)));

@@ -1,10 +1,11 @@
 // The load generator, with the collector of what comes out again in the same process, so that one clock times both ends
 // and what is under way can be limited. Commands come by the line on standard input, and each is answered by a line:
 //
-//   connect <endpoint> <n>   opens n streams                         -> connected
-//   run <frames> [a second]  sends so many, at most so many a second -> how long it took and the CPU time of this
-//   process lone <n>                 n frames, each alone                    -> the time until each was collected stop
-//   ends the streams in order               -> stopped
+// - "connect <endpoint> <n>" opens n streams: "connected".
+// - "run <frames> [a second]" sends so many, at most so many a second: how long it took, and the CPU time of this
+// process.
+// - "lone <n>" sends n frames, each alone: the time until each was collected.
+// - "stop" ends the streams in order: "stopped".
 //
 // Without --collect, or with --await no, nothing is awaited but that the peer has taken all that was sent. With --slack
 // n up to n events may be missing at the end of a run: what a daemon holds back until more comes was so before the run

@@ -1,15 +1,20 @@
 #include "event/queue/EventQueue.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
 #include <utility>
 
+#include "encoding/Tail.h"
 #include "encoding/data.h"
 #include "error/messages.h"
 
 namespace ns::event::queue {
+
+// Far enough that a line of memory is there when its message comes: some messages.
+static constexpr uint64_t PrefetchDistance = 1024;
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failAllocation(uint64_t size, int number) {
   throw QueueError("malloc(" + std::to_string(size) + ") failed: " + error::getMessage(number));
@@ -83,13 +88,17 @@ void EventQueue::storeBytes(const unsigned char* data, size_t length) noexcept {
   if (writeOffset != 0) std::memcpy(buffer.get(), data + first, writeOffset);
 }
 
+static unsigned char* writePrefix(unsigned char* out, size_t length) noexcept {
+  for (const int shift : {16, 8, 0}) *out++ = static_cast<unsigned char>(length >> shift);
+  return out;
+}
+
 // A message goes only where the new one needs its room to the byte, so that a message as large as the ring fits.
 void EventQueue::store(const unsigned char* data, size_t length) noexcept {
   while (config.size - used() < PrefixSize + length) moveReadToNextMessage();
-  const unsigned char prefix[PrefixSize] = {static_cast<unsigned char>(length >> 16),
-                                            static_cast<unsigned char>(length >> 8),
-                                            static_cast<unsigned char>(length)};
-  storeBytes(prefix, PrefixSize);
+  std::array<unsigned char, PrefixSize> prefix;
+  writePrefix(prefix.data(), length);
+  storeBytes(prefix.data(), PrefixSize);
   if (length != 0) storeBytes(data, length);
 }
 
@@ -102,14 +111,33 @@ void EventQueue::append(const unsigned char* data, size_t length) {
   condition.notify_one();
 }
 
+// Needs room for all of them in front of the ring's end, and one byte more.
+void EventQueue::storeInFront(std::span<const std::span<const unsigned char>> messages) noexcept {
+  unsigned char* out = buffer.get() + writeOffset;
+  for (const auto& message : messages) {
+    out = writePrefix(out, message.size());
+    if (!message.empty()) std::memcpy(out, message.data(), message.size());
+    out += message.size();
+  }
+  writeOffset = static_cast<uint64_t>(out - buffer.get());
+  metrics.eventsQueued += messages.size();
+}
+
 size_t EventQueue::append(std::span<const std::span<const unsigned char>> messages) {
   size_t count = 0;
-  while (count < messages.size() && takes(messages[count].size())) ++count;
+  uint64_t size = 0;
+  for (; count < messages.size() && takes(messages[count].size()); ++count) {
+    size += PrefixSize + messages[count].size();
+  }
   if (count == 0) return 0;
   const std::lock_guard lock(mutex);
-  for (const auto& message : messages.first(count)) {
-    store(message.data(), message.size());
-    ++metrics.eventsQueued;  // one by one, as the next message may push out this one
+  if (size <= config.size - used() && size < room(writeOffset)) [[likely]] {
+    storeInFront(messages.first(count));
+  } else {
+    for (const auto& message : messages.first(count)) {
+      store(message.data(), message.size());
+      ++metrics.eventsQueued;  // one by one, as the next message may push out this one
+    }
   }
   if (count == 1) {
     condition.notify_one();
@@ -117,6 +145,11 @@ size_t EventQueue::append(std::span<const std::span<const unsigned char>> messag
     condition.notify_all();
   }
   return count;
+}
+
+// The length of the next message is where the one in hand ends, so that the processor can't run ahead by itself.
+void EventQueue::prefetch(uint64_t offset) const noexcept {
+  if (offset < config.size) __builtin_prefetch(buffer.get() + offset);
 }
 
 /// Copies the oldest message, which has this length, and moves behind it.
@@ -144,22 +177,41 @@ static void reserveOne(std::vector<uint32_t>& lengths) {
 }
 
 size_t EventQueue::extract(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
+  return take<0>(out, lengths, most, mostBytes);
+}
+
+size_t EventQueue::extractFrames(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
+  return take<sizeof(uint32_t)>(out, lengths, most, mostBytes);
+}
+
+/// Takes messages, each behind its length if there is a header for it.
+template <size_t HeaderSize>
+size_t EventQueue::take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
   const std::lock_guard lock(mutex);
   // What can fail is done before a message leaves the ring; those that have left by then are in `out`, and counted.
+  encoding::data::Tail tail(out);
   struct Taken {
-    ~Taken() { queue.countTaken(count); }
+    ~Taken() {
+      tail.finish();
+      queue.countTaken(count);
+    }
     EventQueue& queue;
+    encoding::data::Tail& tail;
     size_t count = 0;
-  } taken{*this};
-  const size_t before = out.size();
-  while (taken.count < most && out.size() - before < mostBytes && used() != 0) {
+  } taken{*this, tail};
+  const size_t before = tail.size();
+  while (taken.count < most && tail.size() - before < mostBytes && used() != 0) {
     const uint32_t length = lengthAt(readOffset);
     if (length == 0) {
       takeMessage(nullptr, 0);
       return taken.count++;
     }
     reserveOne(lengths);
-    takeMessage(encoding::data::grow(out, length), length);
+    unsigned char* message = tail.room(HeaderSize + length);
+    if constexpr (HeaderSize != 0) message = encoding::data::writeUint32(message, length);
+    prefetch(readOffset + PrefetchDistance);
+    takeMessage(message, length);
+    tail.advance(message + length);
     lengths.push_back(length);
     ++taken.count;
   }

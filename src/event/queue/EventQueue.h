@@ -48,6 +48,10 @@ class EventQueue {
   /// added.
   size_t extract(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes = SIZE_MAX);
 
+  /// As the extract() above, but each message comes behind its length, as 32 bits in network order: the data frames of
+  /// Frame Streams. `mostBytes` counts those too.
+  size_t extractFrames(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes = SIZE_MAX);
+
   /// Whether there is nothing to extract, at a glance and without the lock.
   bool empty() const noexcept { return metrics.eventsQueued == 0; }
 
@@ -98,6 +102,10 @@ class EventQueue {
   void advanceRead(uint64_t count) noexcept;
   void store(const unsigned char* data, size_t length) noexcept;
   void storeBytes(const unsigned char* data, size_t length) noexcept;
+  void storeInFront(std::span<const std::span<const unsigned char>> messages) noexcept;
+  template <size_t HeaderSize>
+  size_t take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes);
+  void prefetch(uint64_t offset) const noexcept;
   void takeMessage(unsigned char* out, size_t length) noexcept;
   void subtractQueued(uint64_t count) noexcept;
   void countTaken(uint64_t count) noexcept;

@@ -70,8 +70,9 @@ class FstrmSocket {
   size_t framesAhead(std::span<std::span<const unsigned char>> out) const {
     return ahead.frames(out, config.dataFrameMaxSize);
   }
-  /// Takes that many of the frames that framesAhead() found off the stream.
-  void dropAhead(size_t frames) { ahead.drop(frames); }
+  /// Takes the frames that framesAhead() found off the stream, up to and with this one. Returns the bytes that they
+  /// took.
+  size_t dropAheadThrough(std::span<const unsigned char> frame) { return ahead.dropThrough(frame); }
   /// Frees the memory if nothing is ahead: for a connection that is idle.
   void releaseAhead() { ahead.release(); }
 

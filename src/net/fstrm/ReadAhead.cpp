@@ -9,18 +9,21 @@ namespace ns::net::fstrm {
 
 static constexpr size_t WordSize = 4;
 
+// Where a frame begins is known by the one before only, so the processor can't run ahead by itself.
+static constexpr size_t PrefetchDistance = 1024;
+
 // What is held moves to the front; by then that is mostly the head of one frame.
 void ReadAhead::makeRoom() {
-  if (start != 0) {
-    std::memmove(bytes.data(), bytes.data() + start, size());
-    end -= start;
-    start = 0;
+  const size_t held = size();
+  if (bytes.empty() || ((filled || held == bytes.size()) && bytes.size() < MaxSize)) {
+    encoding::Bytes larger(bytes.empty() ? FirstSize : bytes.size() * 4);
+    if (held != 0) std::memcpy(larger.data(), bytes.data() + start, held);
+    bytes.swap(larger);
+  } else if (start != 0) {
+    std::memmove(bytes.data(), bytes.data() + start, held);
   }
-  if (bytes.empty()) {
-    bytes.resize(FirstSize);
-  } else if ((filled || end == bytes.size()) && bytes.size() < MaxSize) {
-    bytes.resize(bytes.size() * 4);
-  }
+  start = 0;
+  end = held;
 }
 
 bool ReadAhead::fill(Socket& socket) {
@@ -46,6 +49,7 @@ size_t ReadAhead::frames(std::span<std::span<const unsigned char>> out, uint32_t
   for (size_t left = size(); count < out.size() && left >= WordSize; ++count) {
     const uint32_t length = encoding::data::loadUint32(next);
     if (length == 0 || length > maxFrame || length > left - WordSize) break;
+    __builtin_prefetch(next + std::min(left, PrefetchDistance));
     out[count] = {next + WordSize, length};
     next += WordSize + length;
     left -= WordSize + length;
@@ -57,13 +61,6 @@ bool ReadAhead::isCutOff(uint32_t maxFrame) const {
   if (size() < WordSize) return size() != 0;
   const uint32_t length = encoding::data::loadUint32(bytes.data() + start);
   return length != 0 && length <= maxFrame && length > size() - WordSize;
-}
-
-void ReadAhead::drop(size_t count) {
-  for (; count != 0 && size() >= WordSize; --count) {
-    const size_t frame = WordSize + encoding::data::loadUint32(bytes.data() + start);
-    start += std::min(frame, size());
-  }
 }
 
 void ReadAhead::release() {

@@ -13,10 +13,10 @@ namespace ns::net::fstrm {
 /// some hundred bytes, and two system calls for each would cost more than all else that is done with it.
 class ReadAhead {
  public:
-  /// A connection of few events holds the first size, a busy one grows to the last. Larger gains nothing: at 64 KiB the
-  /// system call is down to a few nanoseconds a frame.
+  /// A connection of few events holds the first size, a busy one grows to the last: about what a Unix socket holds, so
+  /// that a receiver that was kept waiting takes it at once and wakes its forwarder once. Larger gains nothing.
   static constexpr size_t FirstSize = 4096;
-  static constexpr size_t MaxSize = 65536;
+  static constexpr size_t MaxSize = 262144;
 
   size_t size() const { return end - start; }
 
@@ -34,8 +34,12 @@ class ReadAhead {
   size_t frames(std::span<std::span<const unsigned char>> out, uint32_t maxFrame) const;
   /// Whether what is held is the begin of a data frame, no longer than `maxFrame`, and nothing else.
   bool isCutOff(uint32_t maxFrame) const;
-  /// Drops that many of the frames that frames() found.
-  void drop(size_t count);
+  /// Drops the frames that frames() found, up to and with this one. Returns the bytes that they took on the wire.
+  size_t dropThrough(std::span<const unsigned char> frame) {
+    const size_t before = start;
+    start = static_cast<size_t>(frame.data() + frame.size() - bytes.data());
+    return start - before;
+  }
 
   /// Frees the memory if nothing is held.
   void release();

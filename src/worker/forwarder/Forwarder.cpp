@@ -136,20 +136,18 @@ void Forwarder::fill() {
   }
 }
 
-// For a target of dnstap: each record goes into a data frame as it came.
+// For a target of dnstap: each record goes into a data frame as it came. The frames are sent from where the queue put
+// them, unless what an earlier failure left goes first.
 void Forwarder::wrapEvents() {
-  queue->extract(current.events, current.eventLengths, config.batchSize, MaxSendSize);
-  const unsigned char* record = current.events.data();
-  unsigned char* out =
-      encoding::data::grow(sendBuffer, current.events.size() + sizeof(uint32_t) * current.eventLengths.size());
-  for (const uint32_t length : current.eventLengths) {
-    out = encoding::data::writeUint32(out, length);
-    std::memcpy(out, record, length);
-    out += length;
-    record += length;
-  }
+  queue->extractFrames(current.events, current.eventLengths, config.batchSize, MaxSendSize);
+  const auto size = static_cast<uint32_t>(current.events.size());
+  if (!sendBuffer.empty()) encoding::data::formatBytes(sendBuffer, current.events.data(), size);
   current.eventCount = static_cast<uint32_t>(current.eventLengths.size());
-  current.sendSize = static_cast<uint32_t>(sendBuffer.size());
+  current.sendSize = static_cast<uint32_t>(toSend().size());
+}
+
+const encoding::Bytes& Forwarder::toSend() const {
+  return formatter.isFormatDnstap() && sendBuffer.empty() ? current.events : sendBuffer;
 }
 
 // For a target of text: each record becomes a line, or is skipped, or is counted as broken.
@@ -190,14 +188,15 @@ bool Forwarder::formatEvent(const unsigned char* record, uint32_t length) {
 }
 
 void Forwarder::send() {
-  const auto size = static_cast<uint32_t>(sendBuffer.size());
+  const encoding::Bytes& bytes = toSend();
+  const auto size = static_cast<uint32_t>(bytes.size());
   if (config.forceStdout) {
-    writeToStdout();
+    writeToStdout(bytes);
   } else if (config.tls.enabled) {
-    tlsSocket.sendblock(sendBuffer.data(), size);
+    tlsSocket.sendblock(bytes.data(), size);
   } else {
     // With more queued the next batch follows at once, and the kernel may fill up its packets. See push().
-    socket.sendblock(sendBuffer.data(), size, !queue->empty());
+    socket.sendblock(bytes.data(), size, !queue->empty());
   }
   metrics.bytesSent += current.sendSize;
   metrics.eventsSent += current.eventCount;
@@ -207,14 +206,14 @@ void Forwarder::send() {
 }
 
 // Not flushed by hand: a terminal shows each line as it comes, a pipe takes them in blocks.
-void Forwarder::writeToStdout() {
+void Forwarder::writeToStdout(const encoding::Bytes& bytes) {
   if (formatter.isFormatDnstap()) {
     encoding::Bytes hex;
-    encoding::hex::formatHex(hex, sendBuffer.data(), static_cast<uint32_t>(sendBuffer.size()));
+    encoding::hex::formatHex(hex, bytes.data(), static_cast<uint32_t>(bytes.size()));
     encoding::data::formatChar(hex, '\n');
     std::fwrite(hex.data(), 1, hex.size(), stdout);
   } else {
-    std::fwrite(sendBuffer.data(), 1, sendBuffer.size(), stdout);
+    std::fwrite(bytes.data(), 1, bytes.size(), stdout);
   }
 }
 
@@ -222,6 +221,7 @@ void Forwarder::requeueData() {
   if (config.recoverCurrent && config.recoverPrevious) requeue(previous, "previous");
   previous.clear();
   if (config.recoverCurrent) requeue(current, "current");
+  if (formatter.isFormatDnstap() && sendBuffer.empty()) sendBuffer.swap(current.events);
   current.clear();
   // Not the send buffer: what a failed send left goes out in front of the next batch, on the next connection. It is the
   // last chance of events that `drop` abandons, and collectors behind the other modes drop duplicates already.
@@ -233,11 +233,12 @@ void Forwarder::requeue(const ForwarderBatch& batch, const char* which) {
             " events back to the event queue");
   // Skipped events are passed over without stepping over their bytes, so that events behind one come back shifted.
   // Known and kept: what a recovery puts back is the same in every release.
+  const size_t header = formatter.isFormatDnstap() ? sizeof(uint32_t) : 0;
   const unsigned char* record = batch.events.data();
   for (const uint32_t length : batch.eventLengths) {
     if (length == 0) continue;
-    queue->append(record, length);
-    record += length;
+    queue->append(record + header, length);
+    record += header + length;
   }
 }
 

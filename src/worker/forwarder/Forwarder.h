@@ -65,11 +65,11 @@ class Forwarder {
 
   void fill();
   void wrapEvents();
+  const encoding::Bytes& toSend() const;
   void formatEvents();
   bool formatEvent(const unsigned char* record, uint32_t length);
-  void noteEvent();
   void send();
-  void writeToStdout();
+  void writeToStdout(const encoding::Bytes& bytes);
   void requeue(const ForwarderBatch& batch, const char* which);
 
   const ForwarderConfig config;
@@ -79,7 +79,7 @@ class Forwarder {
   net::tls::TlsSocket tlsSocket;
   net::fstrm::FstrmSocket fstrmSocket;
 
-  encoding::Bytes sendBuffer;                 // the wire form of the current batch, behind what earlier failures left
+  encoding::Bytes sendBuffer;                 // the lines of the current batch, behind what earlier failures left
   ForwarderBatch current;                     // being filled and sent
   ForwarderBatch previous;                    // sent last
   encoding::dnstap::DnstapEvent dnstapEvent;  // scratch of formatEvent, like the next

@@ -127,11 +127,9 @@ bool Receiver::queueFramesAhead() {
   if (ahead == 0) return false;
   // A frame that the queue refuses ends the connection: it stays ahead, and receiveFrame gets the queue's own error.
   const size_t queued = context.queue->append(std::span(frames).first(ahead));
-  uint64_t bytes = 0;
-  for (size_t i = 0; i < queued; ++i) bytes += frames[i].size() + 4;
-  fstrmSocket.dropAhead(queued);
-  count(queued, bytes);
-  return queued != 0;
+  if (queued == 0) return false;
+  count(queued, fstrmSocket.dropAheadThrough(frames[queued - 1]));
+  return true;
 }
 
 // Takes one frame of any kind. Returns false if it ended the stream.

@@ -76,7 +76,7 @@ struct Comparison {
   }
 
   void extract(size_t most, size_t mostBytes) {
-    Message expected{1}, taken{1};
+    Message expected{1}, taken{1}, framed{1};
     std::vector<uint32_t> expectedLengths{2}, lengths{2};
     encoding::Bytes one(1, 1), many(1, 1);
     for (size_t i = 0; i < most && expected.size() - 1 < mostBytes && rule.extract(expected); ++i) {
@@ -86,12 +86,16 @@ struct Comparison {
       taken.insert(taken.end(), message.begin(), message.end());
       if (message.empty()) break;  // what a batch cannot tell from an empty queue
       expectedLengths.push_back(test::size32(message));
+      framed.insert(framed.end(), {0, 0, 0, static_cast<unsigned char>(message.size())});
+      framed.insert(framed.end(), message.begin(), message.end());
     }
-    EXPECT_EQ(expectedLengths.size() - 1, batch.extract(many, lengths, most, mostBytes));
+    const bool asFrames = mostBytes == SIZE_MAX && most % 2 == 0;
+    EXPECT_EQ(expectedLengths.size() - 1,
+              asFrames ? batch.extractFrames(many, lengths, most) : batch.extract(many, lengths, most, mostBytes));
     EXPECT_EQ(expectedLengths, lengths);
     EXPECT_EQ(taken, expected);
     EXPECT_EQ(test::text(taken), test::text(one));
-    EXPECT_EQ(test::text(taken), test::text(many));
+    EXPECT_EQ(test::text(asFrames ? framed : taken), test::text(many));
   }
 
   uint64_t size;
