@@ -14,7 +14,6 @@
 #include "encoding/data.h"
 #include "error/messages.h"
 #include "log/log.h"
-#include "metrics/MetricsEventFormatter.h"
 #include "net/dns/DnsMessageEventFormatter.h"
 #include "net/net.h"
 
@@ -177,5 +176,5 @@ void run() {
   installSignals();
   try {
     runDaemon();
-  } catch (const std::exception& e) { ns::log::error(std::string("Run failed: ") + e.what()); }
+  } catch (const std::exception& e) { logFailure(e); }
 }
