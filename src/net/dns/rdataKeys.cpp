@@ -47,10 +47,10 @@ void writeRrsig(RdataReader& reader) {
 
 /// One window of a type bitmap (RFC 4034, 4.1.2): a blank and the type for each bit set.
 static void writeTypes(RdataReader& reader, uint32_t window, uint32_t count) {
-  const unsigned char* const bitmap = reader.take(count);
   for (uint32_t i = 0; i < count; ++i) {
+    const uint8_t bits = reader.readUint8();
     for (uint32_t j = 0; j < 8; ++j) {
-      if ((bitmap[i] & (0x80U >> j)) == 0) continue;
+      if ((bits & (0x80U >> j)) == 0) continue;
       reader.writeChar(' ');
       reader.writeParameter(record_types, static_cast<uint16_t>((window * 32 + i) * 8 + j), RecordTypePrefix);
     }

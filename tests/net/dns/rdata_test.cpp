@@ -74,7 +74,7 @@ TEST(DecodeDnsMessageRdata, ShowsEachTypeOrNamesWhatIsWrong) {
     NSEC3 past the record    |  50 | 01 00 0000 00 00 00 01 | [1 0 0 -  A] | 40
     NSEC3, salt              |  50 | 01 00 0000 05 aabb | Read record data failed: Offset 17 + 5 is out of bounds for packet of 19 bytes
     NSEC3, hash              |  50 | 01 00 0000 00 14 aabb | Read record data failed: Offset 18 + 20 is out of bounds for packet of 20 bytes
-    NSEC3, bitmap            |  50 | 01 00 0000 00 00 00 02 40 | Read record data failed: Offset 20 + 2 is out of bounds for packet of 21 bytes
+    NSEC3, bitmap            |  50 | 01 00 0000 00 00 00 02 40 | Read uint8_t failed: Offset 21 + 1 is out of bounds for data of 21 bytes
     NSEC3PARAM               |  51 | 01 00 000a 00 | [1 0 10 -]
     NSEC3PARAM, salt         |  51 | 01 00 000a 01 aabb | [1 0 10 AABB]
     NSEC3PARAM, short        |  51 | 01 00 000a | Read record data failed: Offset 17 + 4294967295 is out of bounds for packet of 17 bytes | 01
