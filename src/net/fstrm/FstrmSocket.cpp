@@ -91,10 +91,12 @@ uint32_t FstrmSocket::readcontrol(bool readEscape, bool expectContentType) {
 
 // Walks the fields of the control frame in `buffer` until one is the content type, and throws if none is.
 // A field may claim to reach past the frame. That ends the walk as the end of the frame does, unless the bytes that
-// decide are the missing ones, or the offset of the next field would wrap around to one that was read before.
+// decide are the missing ones, or the 32-bit offset wraps around: the walk then goes on further in front. Where it
+// leads depends on the offset alone, so that with more steps than there are bytes it goes round for ever.
 void FstrmSocket::findContentType() const {
   const auto length = static_cast<uint32_t>(buffer.size());
-  for (uint32_t offset = 4; offset < length;) {
+  uint32_t steps = 0;
+  for (uint32_t offset = 4; offset < length; ++steps) {
     uint32_t type = 0;
     uint32_t fieldLength = 0;
     offset = data::decodeUint32(type, buffer.data(), length, offset);
@@ -106,7 +108,7 @@ void FstrmSocket::findContentType() const {
         failExtent(fieldLength, offset, length);
       }
     }
-    if (fieldLength > UINT32_MAX - offset) failExtent(fieldLength, offset, length);
+    if (steps >= length && fieldLength > UINT32_MAX - offset) failExtent(fieldLength, offset, length);
     offset += fieldLength;
   }
   throw FstrmError(std::string("Expected content type of ") + dnstap_content_type + " but did not get it");

@@ -95,6 +95,8 @@ TEST(FstrmSocket, ReadsControlFrames) {
        "Control field of 22 bytes at offset 12" + overrun + "13 bytes"},
       {"field that leads back to itself", true, true, "00000000 0000000c 00000004 00000002 fffffff8", 0,
        "Control field of 4294967288 bytes at offset 12" + overrun + "12 bytes"},
+      {"offset that wraps around", true, true, "00000000 0000000c 00000004 00000002 ffffffff", 0,
+       "Read uint32_t failed: Offset 11 + 4 is out of bounds for data of 12 bytes"},
   };
   FstrmSocketConfig config;
   config.controlFrameMaxSize = 48;
