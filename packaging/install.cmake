@@ -29,7 +29,7 @@ endforeach()
 install(FILES packaging/wirelark.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/wirelark)
 install(FILES packaging/apparmor/wirelark DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/apparmor.d)
 
-# Does nothing until ./dev package has made the package. Once is enough, so not in the builds with sanitizers.
+# Of the package in dist/, which ./dev test makes as root. Once is enough, so not in the builds with sanitizers.
 if(BUILD_TESTING AND NOT WIRELARK_SANITIZE)
   add_test(NAME package.install COMMAND ${PROJECT_SOURCE_DIR}/packaging/test-install)
   set_tests_properties(package.install PROPERTIES LABELS package SKIP_RETURN_CODE 77 TIMEOUT 900)
