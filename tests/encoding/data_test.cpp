@@ -35,7 +35,7 @@ TEST(Readers, ReadUpToTheEndAndNameTheOffsetBeyond) {
       for (uint32_t i = offset; expected != 77 && i < offset + width; ++i) expected = expected << 8 | source[i];
       const std::string failure = "Read " + type + " failed: Offset " + std::to_string(offset) + " + " +
                                   std::to_string(width) + " is out of bounds for data of 10 bytes";
-      EXPECT_EQ(expected == 77 ? failure : "", test::failureAs<DataError>([&, &read = read, &width = width] {
+      EXPECT_EQ(expected == 77 ? failure : "", test::failureOf<DataError>([&, &read = read, &width = width] {
                   EXPECT_EQ(read(value, source.data(), 10, offset), offset + width);
                 }));
       EXPECT_EQ(value, expected) << failure;
@@ -46,8 +46,7 @@ TEST(Readers, ReadUpToTheEndAndNameTheOffsetBeyond) {
 TEST(DecodeUintVle, SignExtendsGroupsShiftedIn32Bits) {
   const char* const cut = "Read variable length encoding uint failed: Offset 2 is out of bounds for data of 2 bytes";
   const struct {
-    const char* name;
-    const char* hex;
+    const char *name, *hex;
     uint32_t offset;
     uint64_t value;
     const char* failure;
@@ -61,7 +60,7 @@ TEST(DecodeUintVle, SignExtendsGroupsShiftedIn32Bits) {
   for (const auto& c : cases) {
     const auto source = test::unhex(c.hex);
     uint64_t value = 77;
-    EXPECT_EQ(c.failure, test::failureAs<DataError>([&] {
+    EXPECT_EQ(c.failure, test::failureOf<DataError>([&] {
                 EXPECT_EQ(decodeUintVle(value, source.data(), test::size32(source), c.offset), source.size());
               }));
     EXPECT_EQ(value, c.value) << c.name;
@@ -73,9 +72,8 @@ TEST(Writers, Append) {
   EXPECT_EQ(appended([](Bytes& b) { encodeUint16(b, 0x1234); }), "\x12\x34");
   EXPECT_EQ(appended([](Bytes& b) { encodeUint32(b, 0x12345678); }), "\x12\x34\x56\x78");
   EXPECT_EQ(appended([](Bytes& b) { encodeUint64(b, 0x0102030405060708); }), "\1\2\3\4\5\6\7\10");
-  EXPECT_EQ(appended([](Bytes& b) { encodeUintVle(b, 300); }), "\xAC\x02");
-  EXPECT_EQ(appended([](Bytes& b) { encodeUintVle(b, 0); }), std::string(1, '\0'));
-  EXPECT_EQ(appended([](Bytes& b) { encodeUintVle(b, 128); }), "\x80\x01");
+  EXPECT_EQ(appended([](Bytes& b) { encodeUintVle(b, 300), encodeUintVle(b, 127), encodeUintVle(b, 128); }),
+            "\xAC\x02\x7F\x80\x01");
   EXPECT_EQ(appended([](Bytes& b) { formatChar(b, '\xFE'), formatChars(b, "two words"); }), "\xFEtwo words");
   EXPECT_EQ(appended([&](Bytes& b) { formatBytes(b, mixed.data(), 4), formatBytes(b, nullptr, 0); }), "ExAm");
   EXPECT_EQ(appended([&](Bytes& b) { lowercase(b, mixed.data(), 13), lowercase(b, mixed.data(), 7); }),
@@ -87,8 +85,8 @@ TEST(Writers, Append) {
 }
 
 TEST(Trim, RemovesFourKindsOfBlanksFromBothEnds) {
-  const char* const cases[][2] = {{"\t x y\r\n", "x y"}, {" \t\r\n", ""}, {"", ""}, {"\f", "\f"}, {"\v a", "\v a"}};
-  for (const auto& [before, after] : cases) {
+  for (const auto& [before, after] :
+       {std::pair("\t x y\r\n", "x y"), {" \t\r\n", ""}, {"", ""}, {"\f", "\f"}, {"\v a", "\v a"}}) {
     Bytes buffer;
     formatChars(buffer, before);
     trim(buffer);

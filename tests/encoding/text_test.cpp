@@ -20,12 +20,7 @@ static void ipv6(Bytes& buffer, const unsigned char* data, uint32_t) { ip::forma
 TEST(Formats, GiveTheTextOfBytes) {
   using namespace hex;
   using namespace base32;
-  const struct {
-    void (*format)(Bytes&, const unsigned char*, uint32_t);
-    const char* hex;
-    const char* text;
-  } cases[] = {
-      {formatHex, "", ""},
+  const std::tuple<void (*)(Bytes&, const unsigned char*, uint32_t), const char*, const char*> cases[] = {
       {formatHex, "ab 01 9f", "AB019F"},
       {formatBase32, "", ""},
       {formatBase32, "ff", "VS"},
@@ -36,11 +31,9 @@ TEST(Formats, GiveTheTextOfBytes) {
       {base64::formatBase64, "", ""},
       {base64::formatBase64, "66", "Zg=="},
       {base64::formatBase64, "66 6f 6f 62 61", "Zm9vYmE="},
-      {base64::formatBase64, "00108310518720928b30d38f41149351559761969b71d79f82",
-       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefgg=="},
+      {base64::formatBase64, "00108310518720928b30d38f41149351559761969b71d79f", "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdef"},
       {base64::formatBase64, "8218a39259a7a29aabb2dbafc31cb3d35db7e39ebbf3dfbf", "ghijklmnopqrstuvwxyz0123456789+/"},
-      {ipv4, "00 00 00 00", "0.0.0.0"},
-      {ipv4, "01 0a 63 64", "1.10.99.100"},
+      {ipv4, "00 0a 63 64", "0.10.99.100"},
       {ipv4, "ff ff ff ff", "255.255.255.255"},
       {ipv6, "0000 0000 0000 0000 0000 0000 0000 0000", "::"},
       {ipv6, "0000 0000 0000 0000 0000 0000 0000 0001", "::1"},
@@ -51,9 +44,10 @@ TEST(Formats, GiveTheTextOfBytes) {
       {ipv6, "0001 0000 0000 0005 0000 0000 0000 0008", "1:0:0:5::8"},
       {ipv6, "0000 0000 0000 0000 0000 ffff c000 0201", "::ffff:c000:201"},
       {ipv6, "f00a 0ffb 00fc 000d 1000 0100 0010 ffff", "f00a:ffb:fc:d:1000:100:10:ffff"}};
-  for (const auto& c : cases) {
-    const auto source = test::unhex(c.hex);
-    EXPECT_EQ(appended([&](Bytes& b) { c.format(b, source.data(), test::size32(source)); }), c.text);
+  for (const auto& [format, hex, text] : cases) {
+    Bytes buffer(1, '>');
+    format(buffer, test::unhex(hex).data(), test::size32(test::unhex(hex)));
+    EXPECT_EQ(test::text(buffer), std::string(">") + text);
   }
 }
 
@@ -66,16 +60,14 @@ TEST(Parsers, AppendBytesOrNameTheFault) {
   const std::string long63(63, '1');
   const struct {
     void (*parse)(Bytes&, const char*, uint64_t);
-    std::string text;
-    const char* hex;
-    std::string failure;
+    std::string text, hex, failure;
   } cases[] = {
       {hex::parseHex, "aB09fF", "ab 09 ff", ""},
       {hex::parseHex, "abc", "", "Hex string length must be even"},
       {hex::parseHex, "12zz", "12", "Invalid character in hex string: z"},
       {hex::parseHex, "1G", "", "Invalid character in hex string: G"},
-      {base64::parseBase64, "Zm 9\tv\r\n", "66 6f 6f", ""},
       {base64::parseBase64, " \n", "", ""},
+      {base64::parseBase64, "Zm 9\tv\r\n", "66 6f 6f", ""},
       {base64::parseBase64, "ghijklmnopqrstuvwxyz0123456789+/", "8218a39259a7a29aabb2dbafc31cb3d35db7e39ebbf3dfbf", ""},
       {base64::parseBase64, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdef", "00108310518720928b30d38f41149351559761969b71d79f", ""},
       {base64::parseBase64, "Z g = = ", "66", ""},
@@ -102,12 +94,12 @@ TEST(Parsers, AppendBytesOrNameTheFault) {
 
 static std::string escapedByteByByte(const std::vector<unsigned char>& text) {
   const std::string plain = "\b\t\n\f\r\"/\\", letters = "btnfr\"/\\";
-  std::string all = "\"";
+  std::string all;
   for (const char byte : test::text(text)) {
     const size_t at = plain.find(byte);
-    all += at == std::string::npos ? std::string(1, byte) : std::string("\\") + letters[at];
+    all += at == plain.npos ? std::string(1, byte) : std::string("\\") + letters[at];
   }
-  return all + '"';
+  return '"' + all + '"';
 }
 
 TEST(Json, EscapesEveryByteAtEveryPlaceOfAStringAndNoneOfAKey) {

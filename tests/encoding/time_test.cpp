@@ -51,11 +51,7 @@ TEST(Times, AreThoseOfTheLibraryAndHeldAtItsLimits) {
 }
 
 TEST(Times, ShowMicrosecondsAsAPlainNumber) {
-  const struct {
-    int64_t seconds;
-    uint32_t nanoseconds;
-    const char* text;
-  } cases[] = {
+  const std::tuple<int64_t, uint32_t, const char*> cases[] = {
       {0, 999, "1970-01-01T00:00:00.0Z19700101000000Jan  1 00:00:00"},
       {0, 5000, "1970-01-01T00:00:00.5Z19700101000000Jan  1 00:00:00"},
       {1709251199, 999999999, "2024-02-29T23:59:59.999999Z20240229235959Feb 29 23:59:59"},
@@ -63,7 +59,7 @@ TEST(Times, ShowMicrosecondsAsAPlainNumber) {
       {INT64_MAX, 4294967295, "2147485547-12-31T23:59:59.4294967Z21474855471231235959Dec 31 23:59:59"},
       {INT64_MIN, 0, "-2147481748-01-01T00:00:00.0Z-21474817480101000000Jan  1 00:00:00"},
   };
-  for (const auto& c : cases) EXPECT_EQ(byUs(c.seconds, c.nanoseconds), c.text);
+  for (const auto& [seconds, nanoseconds, text] : cases) EXPECT_EQ(byUs(seconds, nanoseconds), text);
 }
 
 }  // namespace ns::encoding::time

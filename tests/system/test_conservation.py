@@ -7,6 +7,7 @@ import os
 import pathlib
 import random
 import resource
+import signal
 import socket
 import ssl
 import subprocess
@@ -75,58 +76,100 @@ class Drain(threading.Thread):
     def frames(self):
         """The payloads of all data frames of what is to be a dnstap stream behind its START."""
         self.join(20)
-        data, frames, at = bytes(self.stream.data), [], 0
-        while data[at:at + 4] != bytes(4) and at < len(data):
-            frames.append(data[at + 4:at + 4 + int.from_bytes(data[at:at + 4], "big")])
-            at += 4 + len(frames[-1])
-        return frames
+        return frames(self.stream)
 
 
-def stuck(stream):
+def frames(stream):
+    """The payloads of the data frames that came whole."""
+    data, found, at = bytes(stream.data), [], 0
+    while at < len(data) and data[at:at + 4] != bytes(4):
+        found.append(data[at + 4:at + 4 + int.from_bytes(data[at:at + 4], "big")])
+        at += 4 + len(found[-1])
+    return found if at <= len(data) else found[:-1]
+
+
+def closes(stream, send, daemon):
+    """In order, when it has read all, as for a restart of it."""
+    send(5)
+    while stream.fill(0.5):
+        pass
+    stream.sock.close()
+    send(1)  # the kernel takes it, for nobody
+    daemon.next_report()
+    send(1)
+
+
+def stuck(*_):
     """Reads nothing: the first send on the connection runs into its time-out."""
 
 
-def halfway(stream):
+def halfway(stream, *_):
     stream.until(lambda: len(stream.data) > 15 * 4004)
     stream.reset()
 
 
-def reset(stream):
+def unread(stream, *_):
     stream.reset()
 
 
-@pytest.mark.parametrize("mode", ["drop", "best-effort", "durable"])
-@pytest.mark.parametrize("fault", [stuck, halfway, reset])
-def test_collectors_that_fail_three_times(fault, mode):
+# What page one of the guides calls it: how, the size of the records, how many are queued before, and in hand at each failure.
+FAULTS = {"closes, having read all": (closes, 400, 0, 1), "hangs for a `write-timeout`": (stuck, 4000, 600, BATCH),
+          "resets within a batch": (halfway, 4000, 600, BATCH), "resets with some 100 events unread": (unread, 96, 2000, BATCH)}
+TOLD = [[cell.strip() for cell in line.split("|")] for line in open(pathlib.Path(__file__).parents[2] / "docs/guides/README.md")]
+
+
+@pytest.mark.parametrize("mode", MODES := ["drop", "best-effort", "durable"])
+@pytest.mark.parametrize("name", FAULTS)
+def test_collectors_that_fail_three_times(name, mode):
     """All batches are full, so that each failure has as many events in hand; a fourth connection gets the rest."""
-    collector, records = Collector(), numbered(600, 4000)
+    fault, size, queued, in_hand = FAULTS[name]
+    collector, records, streams, sent = Collector(), iter(numbered(2000, size)), [], []
     collector.listening.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
     with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} send-buffer-size=4096 "
                 f"write-timeout={1 if fault is stuck else 9}", "message-format dnstap", EACH_SECOND) as daemon:
-        held = collector.accept()
-        deliver(daemon, records)
-        kept = []  # a stream that is forgotten is closed
+        sender = Sender(daemon.address())
+
+        def send(count):
+            sent.extend(next(records) for _ in range(count))
+            sender.send(*sent[len(sent) - count:])
+
+        streams.append(collector.accept())
+        send(queued)
         for failures in (1, 2, 3, 4):
-            held.expect(HELLO)
-            held.raw(ACCEPT)
-            held.expect(START)
+            streams[-1].expect(HELLO)
+            streams[-1].raw(ACCEPT)
+            streams[-1].expect(START)
             if failures < 4:
-                fault(held)
+                fault(streams[-1], send, daemon)
                 daemon.wait("Connection error: send() failed", failures)
-                kept.append(held)
-                held = collector.accept()
-        drain = Drain(held)
-        abandoned = 3 * BATCH if mode == "drop" else 0
-        balanced(daemon, len(records), abandoned=abandoned, queued=0)
-        assert len(daemon.find("current events back")) == (0 if abandoned else 3)
+                streams.append(collector.accept())
+        drains = [Drain(stream) for stream in streams if stream.sock.fileno() >= 0]
+        balanced(daemon, len(sent), abandoned=3 * in_hand if mode == "drop" else 0, queued=0)
+        assert len(daemon.find("current events back")) == (0 if mode == "drop" else 3)
         assert mode == "durable" or not daemon.find("previous events back")
         daemon.terminate()
         daemon.wait("Finished process loop")
-        held.sock.settimeout(10)
-        held.sock.sendall(wire.control(wire.FINISH))
-        copies = collections.Counter(drain.frames())
-    assert set(copies) <= set(records) and max(copies.values()) <= (1 if mode == "drop" else 2)
-    assert fault is not stuck or len(copies) == len(records)  # the bytes of a failed batch lead the next connection
+        streams[-1].sock.settimeout(10)
+        streams[-1].sock.sendall(wire.control(wire.FINISH))
+        for drain in drains:
+            drain.join(20)
+        copies = collections.Counter(frame for stream in streams for frame in frames(stream))
+    assert set(copies) <= set(sent)
+    figures = len(sent) - len(copies), sum(copies.values()) - len(copies)
+    told = next(row for row in TOLD if row[1:2] == [f"the collector {name}"])[2 + MODES.index(mode)]
+    for figure, most in zip(figures, map(int, told.split(" / "))):
+        assert (figure > 0) == (most > 0) and figure <= 2 * most, (name, mode, figures)
+
+
+@pytest.mark.parametrize("end, lost", [(signal.SIGTERM, 0), (signal.SIGKILL, 30)])
+def test_what_an_end_of_the_daemon_costs(end, lost):
+    with Daemon(UNIX, EACH_SECOND) as daemon:
+        deliver(daemon, numbered(30))
+        balanced(daemon, 30, queued=30)
+        daemon.terminate(end)
+        daemon.process.wait(20)
+    with Daemon(UNIX, EACH_SECOND, home=daemon.home) as daemon:
+        assert daemon.next_report()["queue"][0]["eventsQueued"] == 30 - lost
 
 
 def tls_until(limit, sock, context, server=False, payloads=(), end="close", before=lambda: None):

@@ -179,10 +179,10 @@ TEST_F(Persistence, ReaderGoesOnBehindAWrongChecksumAndNeverBelievesALength) {
         "de\xff\xff\xff\xff\0xyz"s);
   QueueFileReader reader(filename);
   encoding::Bytes payload;
-  EXPECT_NE("", test::failureAs<QueueError>([&] { reader.read(payload); }));
+  EXPECT_NE("", test::failureOf<QueueError>([&] { reader.read(payload); }));
   EXPECT_TRUE(reader.isAtRecord() && reader.getOffset() == 4 && test::text(payload) == "abc");
   EXPECT_TRUE(reader.read(payload) && reader.getOffset() == 12 && test::text(payload) == "de");
-  EXPECT_NE("", test::failureAs<QueueError>([&] { reader.read(payload); }));
+  EXPECT_NE("", test::failureOf<QueueError>([&] { reader.read(payload); }));
   EXPECT_TRUE(!reader.isAtRecord() && reader.getOffset() == 19 && test::text(payload) == "xyz");
   EXPECT_LT(payload.capacity(), 2u << 20);
   write(filename, three + "\0\0"s);

@@ -144,7 +144,7 @@ TEST(EventQueue, RefusesWhatItCanNeverHold) {
   for (const auto& [name, size, length, failure] : cases) {
     SCOPED_TRACE(name);
     encoding::Bytes out;
-    EXPECT_EQ(failure, test::failureAs<QueueError>([&, size = size, length = length] {
+    EXPECT_EQ(failure, test::failureOf<QueueError>([&, size = size, length = length] {
                 EventQueue queue({size, true, ""});
                 queue.append(data.data(), length);
                 queue.extract(out);

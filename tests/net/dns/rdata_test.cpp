@@ -13,7 +13,7 @@ using Packet = std::vector<unsigned char>;
 static std::string decode(const Packet& packet, uint32_t offset, uint16_t type, uint32_t rdlength) {
   std::string failure;
   const std::string text = test::appended([&](auto& out) {
-    failure = test::failureAs<ns::error::UnknownError>(
+    failure = test::failureOf<ns::error::UnknownError>(
         [&] { decodeDnsMessageRdata(offset, packet.data(), test::size32(packet), type, rdlength, out, true); });
     EXPECT_LT(out.capacity(), size_t{40} << 20);
   });

@@ -14,24 +14,6 @@ static uint32_t offsetOf(const std::string& name, bool builtin, bool config) {
   return getDomainSuffixOffset(bytes.data(), test::size32(bytes), builtin, config);
 }
 
-TEST(DomainSuffixes, AreTheListAsPublished) {
-  const DomainSuffixes& psl = getPslDomainSuffixes();
-  ASSERT_EQ(6933U, psl.size());
-  EXPECT_EQ("ac", psl[0]);
-  EXPECT_EQ("com.ac", psl[1]);
-  EXPECT_EQ("zuerich", psl.back());
-  size_t dots[4] = {}, wildcards = 0, exceptions = 0, idn = 0, longest = 0;
-  for (const std::string_view suffix : psl) {
-    ++dots[std::count(suffix.begin(), suffix.end(), '.')];
-    wildcards += suffix[0] == '*';
-    exceptions += suffix[0] == '!';
-    idn += suffix.find("xn--") != suffix.npos;
-    longest = std::max(longest, suffix.size());
-  }
-  const size_t counts[] = {dots[0], dots[1], dots[2], dots[3], wildcards, exceptions, idn, longest};
-  EXPECT_EQ(std::vector<size_t>({1440, 3499, 1991, 3, 16, 8, 444, 38}), std::vector(counts, std::end(counts)));
-}
-
 static const std::vector<std::string> Configured{"corp.example.com", "a.com.net", "org", ".leading.dot.test",
                                                  "xx." + std::string(63, 'y') + "." + std::string(62, 'z') + ".io"};
 

@@ -12,7 +12,7 @@
 using namespace ns::net::tls;
 using ns::net::Socket;
 using ns::net::SocketConfig;
-using test::failureAs;
+using test::failureOf;
 
 static unsigned char byte = 'x';
 
@@ -47,8 +47,8 @@ struct TlsPair {
   }
   void handshake() {
     server.emplace(6, true, settings, *tcp.server);
-    auto other = std::async(std::launch::async, [&] { return failureAs<TlsError>([&] { server->connect(); }); });
-    clientFailure = failureAs<TlsError>([&] { client.connect(); });
+    auto other = std::async(std::launch::async, [&] { return failureOf<TlsError>([&] { server->connect(); }); });
+    clientFailure = failureOf<TlsError>([&] { client.connect(); });
     serverFailure = other.get();
   }
   test::TcpPair tcp;
@@ -131,13 +131,13 @@ TEST(TlsSocket, EndsAHandshakeThatCannotWork) {
       test::put(pair.theirs, test::unhex(c.peer));
       ::shutdown(pair.theirs, SHUT_WR);
     }
-    EXPECT_EQ("TLS handshake failed: " + c.failure, failureAs<TlsError>([&] { socket.connect(); }));
+    EXPECT_EQ("TLS handshake failed: " + c.failure, failureOf<TlsError>([&] { socket.connect(); }));
     EXPECT_EQ("Unknown SSL error", socket.getSslError(0)) << "nothing is left for a later text";
     test::pending(pair.theirs);
     EXPECT_NO_THROW(socket.close());
     EXPECT_TRUE(test::pending(pair.theirs).empty());
-    EXPECT_EQ("TLS handshake not complete", failureAs<TlsError>([&] { socket.readsome(&byte, 1); }));
-    EXPECT_EQ("TLS handshake not complete", failureAs<TlsError>([&] { socket.sendblock(&byte, 0); }));
+    EXPECT_EQ("TLS handshake not complete", failureOf<TlsError>([&] { socket.readsome(&byte, 1); }));
+    EXPECT_EQ("TLS handshake not complete", failureOf<TlsError>([&] { socket.sendblock(&byte, 0); }));
   }
 }
 
@@ -155,8 +155,8 @@ TEST(TlsSocket, CarriesDataAndTheCloseNotificationOnOneConnectionAfterTheOther) 
     sender.get();
     EXPECT_EQ(sent, received);
     const char* const closed = "SSL_read() failed: TLS connection closed";
-    EXPECT_EQ(closed, failureAs<TlsError>([&] { pair.server->readsome(&byte, 1); }));
-    EXPECT_EQ("TLS handshake not complete", failureAs<TlsError>([&] { pair.client.sendblock(&byte, 1); }));
+    EXPECT_EQ(closed, failureOf<TlsError>([&] { pair.server->readsome(&byte, 1); }));
+    EXPECT_EQ("TLS handshake not complete", failureOf<TlsError>([&] { pair.client.sendblock(&byte, 1); }));
     pair.tcp.connect();
     pair.handshake();
   }
