@@ -69,13 +69,7 @@ TEST(FstrmSocket, OpensAndEndsAStreamAsItsSender) {
 
 TEST(FstrmSocket, ReadsControlFrames) {
   const std::string overrun = " runs past the end of a control frame of ";
-  const struct {
-    const char* name;
-    bool readEscape, expectContentType;
-    std::string hex;
-    uint32_t type;
-    std::string failure;
-  } cases[] = {
+  const std::tuple<const char*, bool, bool, std::string, uint32_t, std::string> cases[] = {
       {"content type", true, true, ready, 4, ""},
       {"escape read before", false, false, stop.substr(8), 3, ""},
       {"fields of no interest", true, false, "00000000 00000007 00000003 ffffff", 3, ""},
@@ -100,12 +94,15 @@ TEST(FstrmSocket, ReadsControlFrames) {
   };
   FstrmSocketConfig config;
   config.controlFrameMaxSize = 48;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Wire wire(config, unhex(c.hex));
-    uint32_t type = 0;
-    EXPECT_EQ(c.failure, failureOf([&] { type = wire.fstrm.readcontrol(c.readEscape, c.expectContentType); }));
-    EXPECT_EQ(c.type, type);
+  for (const auto& [name, readEscape, expectContentType, hex, type, failure] : cases) {
+    SCOPED_TRACE(name);
+    Wire wire(config, unhex(hex));
+    uint32_t read = 0;
+    const auto action = [&, first = readEscape, second = expectContentType] {
+      read = wire.fstrm.readcontrol(first, second);
+    };
+    EXPECT_EQ(failure, failureOf(action));
+    EXPECT_EQ(type, read);
   }
   for (auto bytes = unhex(ready); !bytes.empty();) {
     bytes.pop_back();
