@@ -18,7 +18,8 @@ static std::string prefix(uint32_t id) { return "Listener[" + std::to_string(id)
 Listener::Listener(ListenerConfig listenerConfig, ListenerContext listenerContext)
     : config(std::move(listenerConfig)), context(listenerContext) {}
 
-Listener::~Listener() = default;
+// No new connections while those that there are close, which under TLS may take a write time-out each.
+Listener::~Listener() { listenSocket.reset(); }
 
 void Listener::startProcessLoopThread() {
   if (thread.isStarted()) return;
