@@ -19,11 +19,8 @@ namespace ns::event::queue {
 
 using namespace std::string_literals;
 
-static const std::string three =
-    "sslz\0\0\0\3\x26"
-    "abc\0\0\0\2\xc9"
-    "de\0\0\0\4\x9e"
-    "fghi"s;
+static const std::string abc = "\0\0\0\3\x26"s + "abc", de = "\0\0\0\2\xc9"s + "de";
+static const std::string three = "sslz" + abc + de + "\0\0\0\4\x9e"s + "fghi";
 
 struct Persistence : testing::Test {
   Persistence() { std::filesystem::create_directory(folder); }
@@ -87,13 +84,7 @@ TEST_F(Persistence, JudgesEveryCutAndEveryChangedByte) {
       EXPECT_EQ(expected(changed), recover(changed)) << "bit " << bit;
     }
   }
-  EXPECT_EQ("abc|Read next event of 2 bytes from F failed: Expected checksum 202 but got 201 kept",
-            recover("sslz\0\0\0\3\x26"
-                    "abc\0\0\0\2\xc9"
-                    "ee"s));
-  EXPECT_EQ("cab| gone", recover("sslz\0\0\0\3\x26"
-                                 "cab"s))
-      << "the checksum does not see places";
+  EXPECT_EQ("cab| gone", recover("sslz" + abc.substr(0, 5) + "cab")) << "the checksum does not see places";
   EXPECT_EQ("de|fghi| gone", recover(three, 12));
   EXPECT_EQ("de|value length 4 is larger than the size of the queue 6 kept", recover(three, 6));
 }
@@ -153,6 +144,10 @@ TEST_F(Persistence, NamesWhatFailedAndLeavesTheRightFiles) {
   }
   writer.join();
   EXPECT_EQ("old", read(folder + "/full"));
+  std::filesystem::create_symlink("/dev/full", folder + "/late.tmp");
+  EventQueue small({100, true, folder + "/late"});
+  small.append(test::bytes("a").data(), 1);
+  EXPECT_EQ("", run(small, &EventQueue::persist, folder + "/late")) << "the close, where this shows, is not looked at";
 }
 
 TEST_F(Persistence, TellsAReadErrorFromTheEnd) {
@@ -173,10 +168,7 @@ TEST_F(Persistence, TellsAReadErrorFromTheEnd) {
 }
 
 TEST_F(Persistence, ReaderGoesOnBehindAWrongChecksumAndNeverBelievesALength) {
-  write(filename,
-        "sslz\0\0\0\3\x27"
-        "abc\0\0\0\2\xc9"
-        "de\xff\xff\xff\xff\0xyz"s);
+  write(filename, "sslz" + abc.substr(0, 4) + "'abc" + de + "\xff\xff\xff\xff\0xyz"s);
   QueueFileReader reader(filename);
   encoding::Bytes payload;
   EXPECT_NE("", test::failureOf<QueueError>([&] { reader.read(payload); }));

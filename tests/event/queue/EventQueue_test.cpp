@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <random>
 #include <set>
@@ -60,31 +59,27 @@ struct EventQueueProbe {
   }
 };
 
-/// Both forms of the queue held against the rule, and against the plain idea of it: the newest messages that fit.
+/// Both forms of the queue held against the rule.
 struct Comparison {
   void append(const std::vector<Message>& messages) {
     size_t taken = 0;
     for (; taken < messages.size() && messages[taken].size() + 3 <= size; ++taken) {
-      const Message& message = messages[taken];
       starts.insert(rule.write);
-      rule.append(message);
-      single.append(message.data(), message.size());
-      newest.push_back(message);
-      for (used += message.size() + 3; used > size; newest.pop_front()) used -= newest.front().size() + 3;
+      rule.append(messages[taken]);
+      single.append(messages[taken].data(), messages[taken].size());
     }
     EXPECT_EQ(taken, batch.append(Spans(messages.begin(), messages.end())));
   }
 
   void extract(size_t most, size_t mostBytes) {
-    Message expected{1}, taken{1}, framed{1};
+    Message expected{1}, framed{1};
     std::vector<uint32_t> expectedLengths{2}, lengths{2};
     encoding::Bytes one(1, 1), many(1, 1);
-    for (size_t i = 0; i < most && expected.size() - 1 < mostBytes && rule.extract(expected); ++i) {
+    for (size_t i = 0, begun = 1; i < most && begun - 1 < mostBytes && rule.extract(expected); ++i) {
       single.extract(one);
-      const Message message = newest.front();
-      newest.pop_front(), used -= message.size() + 3;
-      taken.insert(taken.end(), message.begin(), message.end());
+      const Message message(expected.begin() + static_cast<long>(begun), expected.end());
       if (message.empty()) break;  // what a batch cannot tell from an empty queue
+      begun = expected.size();
       expectedLengths.push_back(test::size32(message));
       framed.insert(framed.end(), {0, 0, 0, static_cast<unsigned char>(message.size())});
       framed.insert(framed.end(), message.begin(), message.end());
@@ -93,16 +88,13 @@ struct Comparison {
     EXPECT_EQ(expectedLengths.size() - 1,
               asFrames ? batch.extractFrames(many, lengths, most) : batch.extract(many, lengths, most, mostBytes));
     EXPECT_EQ(expectedLengths, lengths);
-    EXPECT_EQ(taken, expected);
-    EXPECT_EQ(test::text(taken), test::text(one));
-    EXPECT_EQ(test::text(asFrames ? framed : taken), test::text(many));
+    EXPECT_EQ(test::text(expected), test::text(one));
+    EXPECT_EQ(test::text(asFrames ? framed : expected), test::text(many));
   }
 
   uint64_t size;
   ByteRing rule{Message(size)};
   EventQueue single{{size, true, ""}}, batch{{size, true, ""}};
-  std::deque<Message> newest{};
-  uint64_t used = 0;            // by `newest`
   std::set<uint64_t> starts{};  // where messages began
 };
 
@@ -121,8 +113,7 @@ TEST(EventQueue, FollowsTheByteRuleInRingsOfEverySize) {
                         : comparison.append(messages);
       EXPECT_TRUE(comparison.rule == EventQueueProbe::state(comparison.single));
       EXPECT_TRUE(comparison.rule == EventQueueProbe::state(comparison.batch));
-      EXPECT_EQ(comparison.newest.size(), comparison.rule.queued);
-      EXPECT_EQ(comparison.newest.empty(), comparison.single.empty());
+      EXPECT_EQ(comparison.rule.queued == 0, comparison.single.empty());
     }
     EXPECT_EQ(size > 3 ? size : 1, comparison.starts.size()) << "so that the ring's end cut a message at each byte";
   }
@@ -173,12 +164,14 @@ TEST(EventQueue, ReportsDifferencesAndRemembersThemOverClear) {
 TEST(EventQueue, WakesWaiters) {
   EventQueue queue({100, true, ""});
   const Message message(2);
-  const Spans two{message, message};
-  const std::function<void()> wakes[] = {[&] { queue.append(message.data(), 2); },
-                                         [&] {
-                                           queue.append({&two[0], 1});
-                                         },
-                                         [&] { queue.append(two); }, [&] { queue.signal(); }};
+  const std::function<void()> wakes[] = {
+      [&] { queue.append(message.data(), 2); },
+      [&] { queue.append(Spans{message}); },
+      [&] {
+        queue.append(Spans{message, message});
+      },
+      [&] { queue.signal(); },
+  };
   for (const auto& wake : wakes) {
     std::atomic<bool> awake{false};
     std::thread waiter([&] { queue.wait(), awake = true; });
@@ -189,46 +182,38 @@ TEST(EventQueue, WakesWaiters) {
 
 /// Takes messages, one and three at a time, until `done`. Checks that they are whole numbers in order.
 static void consume(EventQueue& queue, const std::atomic<bool>& done) {
-  for (int last = -1; true; queue.wait()) {
-    const bool isLast = done;  // looked at before the queue, so that nothing is left behind
+  for (int last = -1, isLast = 0; isLast == 0; queue.wait()) {
+    isLast = done;  // looked at before the queue, so that nothing is left behind
     encoding::Bytes out;
     queue.extract(out);
     std::vector<uint32_t> lengths{test::size32(out)};
     while (queue.extract(out, lengths, 3) != 0) {}
     std::string rest = test::text(out);
-    for (const uint32_t length : lengths) {
-      if (length == 0) break;  // nothing came
-      const int number = std::stoi(rest.substr(0, length));
-      EXPECT_EQ(std::to_string(number).size(), length);
+    for (size_t i = lengths[0] == 0; i < lengths.size(); rest.erase(0, lengths[i++])) {
+      const int number = std::stoi(rest.substr(0, lengths[i]));
+      EXPECT_EQ(std::to_string(number).size(), lengths[i]);
       EXPECT_LT(std::exchange(last, number), number);
-      rest.erase(0, length);
     }
-    if (isLast) return;
   }
 }
 
 TEST(EventQueue, CarriesMessagesBetweenThreads) {
-  constexpr int Count = 30000;
   for (const uint64_t size : {uint64_t{50}, uint64_t{1000000}}) {  // full nearly all the time, and never
     EventQueue queue({size, true, ""});
     std::atomic<bool> done{false}, finished{false};
     std::thread consumer([&] { consume(queue, done), finished = true; });
     metrics::EventQueueMetrics report;
     uint64_t processed = 0, dropped = 0;
-    const auto addReport = [&] {
-      queue.getMetrics(report), processed += report.eventsProcessed, dropped += report.eventsDropped;
-    };
-    for (int i = 0; i < Count; i += 3) {
+    for (int i = 0, last = 0; last == 0; i += 3) {
+      last = finished;  // looked at before the report, so that none is missing
       const Message one = test::bytes(std::to_string(i)), two = test::bytes(std::to_string(i + 1)),
                     three = test::bytes(std::to_string(i + 2));
-      queue.append(one.data(), one.size());
-      queue.append(Spans{two, three});
-      addReport();
+      if (i < 30000) queue.append(one.data(), one.size()), queue.append(Spans{two, three});
+      if ((done = i >= 30000)) queue.signal();
+      queue.getMetrics(report), processed += report.eventsProcessed, dropped += report.eventsDropped;
     }
-    for (done = true; !finished; std::this_thread::yield()) queue.signal();
     consumer.join();
-    addReport();
-    EXPECT_EQ(Count, processed + dropped);
+    EXPECT_EQ(30000, processed + dropped);
     EXPECT_TRUE(queue.empty() && (size == 50 || dropped == 0));
   }
 }
