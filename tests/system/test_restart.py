@@ -45,27 +45,20 @@ def test_the_queue_is_kept_to_the_byte(size, name):
                                              "eventsDropped": len(KEPT) - len(held)}]
 
 
-@pytest.mark.parametrize("count, size, held", [(100000, 104857600, 100000), (300, 5000, None)])
+@pytest.mark.parametrize("count, size, held", [(100000, 104857600, 100000), (300, 5000, 5000 // 103)])
 def test_a_restart_goes_on_where_the_last_run_ended(count, size, held):
     """In order, with the file gone; a smaller ring takes the newest and counts the others as dropped."""
-    records = [wire.Record(b"%010d" % n * 10) for n in range(count)]
-    held = held or size // 103
+    records, collector = [wire.Record(b"%010d" % n * 10) for n in range(count)], Collector()
     with Daemon(UNIX, "message-format dnstap") as daemon:
-        begun = time.monotonic()
         queued(daemon, records)
         daemon.stop()
-        print(f"{count} events taken and saved in {time.monotonic() - begun:.2f} s")
-    collector = Collector()
     with Daemon(forwarded(collector), f"message-queue-size {size}", "message-format dnstap", home=daemon.home) as daemon:
         assert not os.path.exists(daemon.address("message.queue"))
-        begun = time.monotonic()
         stream = collector.accept("unidirectional")
         expected = b"".join(map(wire.frame, records[count - held:]))
         stream.until(lambda: len(stream.data) >= len(expected), deadline=30)
-        print(f"and sent in {time.monotonic() - begun:.2f} s")
         same(bytes(stream.data), expected)
-        daemon.terminate()
-        log = daemon.ended()
+        log = daemon.stop()
         assert content(daemon) == b"sslz"
         assert f"queue[type=message eventsProcessed={held} eventsQueued=0 eventsDropped={count - held}]" in "".join(log)
 
@@ -76,17 +69,10 @@ ASK = "message.queue failed: "
 FILES = {
     "none": (None, None, []),
     "empty": (b"", "Read magic header from " + ASK, None),
-    "three bytes": (b"ssl", "Read magic header from " + ASK, None),
     "another magic": (b"SSLZ" + WHOLE[4:], f"Read magic header from {ASK}Expected 'sslz' but got SSLZ", None),
-    "the magic": (b"sslz", None, []),
-    "good": (WHOLE, None, [b"abc", b"defg"]),
-    "one byte behind": (WHOLE + b"\0", None, [b"abc", b"defg"]),
     "four bytes behind": (WHOLE + wire.word(9), None, [b"abc", b"defg"]),
-    "a head without payload": (WHOLE + wire.word(9) + b"\0", "Read next event of 9 bytes from " + ASK, None),
     "one byte short": (WHOLE[:-1], "Read next event of 4 bytes from " + ASK, None),
-    "a length of 0": (WHOLE + bytes(5), "Read next event of 0 bytes from " + ASK, None),
     "a changed byte": (WHOLE.replace(b"e", b"f"), f"Read next event of 4 bytes from {ASK}Expected checksum 151 but got 150", None),
-    "two bytes swapped": (WHOLE.replace(b"ef", b"fe"), None, [b"abc", b"dfeg"]),
     "too much for the ring": (wire.queue_file([b"abc", b"x" * 998]), "value length 998 is larger than the size of the queue 1000", None),
 }
 
@@ -128,28 +114,32 @@ def test_a_file_that_cannot_be_read_or_written():
 
 @pytest.mark.parametrize("form", ["kv", "json"])
 def test_the_figures_at_the_stop(form):
-    """The whole text: a Unix and a TCP listener with a peer each, and a target that nobody serves."""
-    port, target = free_port(), free_port()
-    with Daemon(UNIX + " read-timeout=1", f"listener ipv6 ::1 {port} read-timeout=1", f"forwarder ipv4 127.0.0.1 {target}",
+    """The whole text, with a target that nobody serves and one of the wrong family."""
+    port, tcp4, target = free_port(), free_port(), free_port()
+    with Daemon(UNIX.replace("dnstap", "./dnstap") + " read-timeout=1", f"listener ipv6 ::1 {port} read-timeout=1",
+                f"listener ipv4 127.0.0.1 {tcp4}", f"forwarder ipv4 127.0.0.1 {target}", "forwarder ipv6 127.0.0.1 9",
                 f"metrics-format {form}") as daemon:
         daemon.wait("Connection refused")
+        daemon.wait("Forwarder[1]: Connection error")
         queued(daemon, KEPT)
         _, tcp = Sender(daemon.address()), Sender(("::1", port))
         [metrics] = [line for line in daemon.stop() if "Metrics" in line]
-    nothing = dict(bytesReceived=0, eventsReceived=0)
-    groups = [("listener", dict(id=0, type="unix", path="dnstap.sock", accepts=2, activeReceivers=1, peakReceivers=1)),
+    nothing, sent = dict(bytesReceived=0, eventsReceived=0), dict(bytesSent=0, eventsSent=0, dnstapErrors=0)
+    groups = [("listener", dict(id=0, type="unix", path="./dnstap.sock", accepts=2, activeReceivers=1, peakReceivers=1)),
               ("listener", dict(id=1, type="ipv6", host="::1", port=port, accepts=1, activeReceivers=1, peakReceivers=1)),
+              ("listener", dict(id=2, type="ipv4", host="127.0.0.1", port=tcp4, accepts=0, activeReceivers=0, peakReceivers=0)),
               ("receiver", dict(id=1, listener=0, type="unix", uid=os.getuid(), gid=os.getgid(), pid=os.getpid(), **nothing)),
               ("receiver", dict(id=0, listener=1, type="ipv6", host="::1", port=socket.htons(tcp.port), **nothing)),
               ("queue", dict(type="message", eventsProcessed=0, eventsQueued=len(KEPT), eventsDropped=0)),
-              ("forwarder", dict(id=0, type="ipv4", host="127.0.0.1", port=target, state="not-connected", connects=1, bytesSent=0,
-                                 eventsSent=0, dnstapErrors=0))]
+              ("forwarder", dict(id=0, type="ipv4", host="127.0.0.1", port=target, state="not-connected", connects=1, **sent)),
+              ("forwarder", dict(id=1, type="ipv6", host="127.0.0.1", port=9, state="not-connected", connects=1, **sent))]
     if form == "kv":
         expected = " ".join(f"{group}[{' '.join(f'{k}={v}' for k, v in items.items())}]" for group, items in groups)
     else:
-        report = {name + "s": [items for group, items in groups if group == name] for name in ("listener", "receiver", "forwarder")}
-        report["queue"] = {key: value for key, value in groups[4][1].items() if key != "type"}
-        expected = json.dumps({key: report[key] for key in ("listeners", "receivers", "queue", "forwarders")}, separators=(",", ":"))
+        report = {name + "s": [items for group, items in groups if group == name] for name in ("listener", "receiver", "queue", "forwarder")}
+        report["queue"] = {key: value for key, value in report.pop("queues")[0].items() if key != "type"}
+        report["forwarders"] = report.pop("forwarders")  # last
+        expected = json.dumps(report, separators=(",", ":")).replace("/", "\\/")
     assert metrics == "[INFO] Metrics: " + expected
 
 
