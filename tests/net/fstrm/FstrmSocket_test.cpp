@@ -121,23 +121,9 @@ TEST(FstrmSocket, TakesNoMemoryForBytesThatDoNotArriveAndReadsNothingAheadOverTl
   EXPECT_EQ("TLS handshake not complete", failureOf([&] { secured.fstrm.readlength(true); }));
 }
 
-TEST(ReadAhead, KeepsAFrameThatIsCutOffAndStopsWhenFull) {
+TEST(ReadAhead, StopsWhenFull) {
   Wire wire({});
   ReadAhead ahead;
-  std::array<std::span<const unsigned char>, 9> frames;
-  test::put(wire.pair.theirs, unhex("00000001 61 00000002 62"));
-  EXPECT_TRUE(ahead.fill(wire.socket));
-  EXPECT_EQ(1U, ahead.frames(frames, 9));
-  EXPECT_EQ(5U, ahead.dropThrough(frames[0]));
-  ahead.release();
-  test::put(wire.pair.theirs, unhex("63 00000003 646566 00"));
-  EXPECT_TRUE(ahead.fill(wire.socket));
-  EXPECT_EQ(1U, ahead.frames(frames, 2)) << "the other is above the limit";
-  EXPECT_EQ("bc", test::text(frames[0]));
-  EXPECT_EQ(2U, ahead.frames(frames, 9));
-  EXPECT_EQ(13U, ahead.dropThrough(frames[1]));
-  EXPECT_FALSE(ahead.fill(wire.socket));
-  EXPECT_FALSE(ahead.wasFilled());
   for (int i = 0; i != 4; ++i) {
     test::put(wire.pair.theirs, std::vector<unsigned char>(70'000, 1));
     while (ahead.fill(wire.socket)) continue;
