@@ -21,7 +21,8 @@ class LabelStarts {
     uint32_t end = start - 1;
     for (;;) {
       if (end > windowStart) {
-        const uint64_t below = dots & (~uint64_t{0} >> (64 - (end - windowStart)));
+        const uint32_t count = end - windowStart;  // 64 at most, as `start` was found in this window or ended it
+        const uint64_t below = dots & (~uint64_t{0} >> (64 - count));  // NOLINT(clang-analyzer-core*)
         if (below != 0) return windowStart + static_cast<uint32_t>(std::bit_width(below));
       }
       if (windowStart == 0) return 0;

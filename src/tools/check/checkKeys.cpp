@@ -1,36 +1,33 @@
 #include "tools/check/checkKeys.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <limits>
 #include <map>
 #include <numeric>
+#include <span>
+#include <string_view>
 #include <utility>
 
 #include "tools/check/options.h"
 
 namespace ns::tools::check {
 
-static const std::vector<std::string> SingleKeys = {
-    "message-fqdn-format",    "domain-suffix-mode",     "message-querylog-format", "message-format",
-    "message-hostname",       "message-syslog-format",  "message-syslog-priority", "message-queue-size",
-    "message-queue-recovery", "message-queue-filename", "metrics-interval",        "metrics-format"};
-static const std::vector<std::string> RepeatableKeys = {"domain-suffix", "forwarder", "listener"};
-static const std::vector<std::string> NumberKeys = {"message-syslog-priority", "message-queue-size",
-                                                    "metrics-interval"};
-static const std::vector<std::string> NumberOptions = {"connect-timeout",
-                                                       "read-timeout",
-                                                       "write-timeout",
-                                                       "send-buffer-size",
-                                                       "recv-buffer-size",
-                                                       "batch-size",
-                                                       "keepalive",
-                                                       "listen-backlog",
-                                                       "fstrm-control-frame-max-size",
-                                                       "fstrm-data-frame-max-size",
-                                                       "max-connections"};
+using Words = std::span<const std::string_view>;
 
-static bool contains(const std::vector<std::string>& texts, const std::string& text) {
+static constexpr auto SingleKeys = std::to_array<std::string_view>(
+    {"message-fqdn-format", "domain-suffix-mode", "message-querylog-format", "message-format", "message-hostname",
+     "message-syslog-format", "message-syslog-priority", "message-queue-size", "message-queue-recovery",
+     "message-queue-filename", "metrics-interval", "metrics-format"});
+static constexpr auto RepeatableKeys = std::to_array<std::string_view>({"domain-suffix", "forwarder", "listener"});
+static constexpr auto NumberKeys =
+    std::to_array<std::string_view>({"message-syslog-priority", "message-queue-size", "metrics-interval"});
+static constexpr auto NumberOptions = std::to_array<std::string_view>(
+    {"connect-timeout", "read-timeout", "write-timeout", "send-buffer-size", "recv-buffer-size", "batch-size",
+     "keepalive", "listen-backlog", "fstrm-control-frame-max-size", "fstrm-data-frame-max-size", "max-connections"});
+
+static bool contains(Words texts, std::string_view text) {
   return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
@@ -63,7 +60,7 @@ std::string findNearest(const std::string& word, const std::vector<std::string>&
 
 static std::string describeUnknown(const std::string& key) {
   constexpr size_t MaxKey = 100;  // what a rubbish file has as a key is no misspelling
-  std::vector<std::string> known = SingleKeys;
+  std::vector<std::string> known(SingleKeys.begin(), SingleKeys.end());
   known.insert(known.end(), RepeatableKeys.begin(), RepeatableKeys.end());
   const std::string nearest = key.size() > MaxKey ? "" : findNearest(key, known);
   const std::string text = "unknown key '" + key.substr(0, MaxKey) + "' is ignored";

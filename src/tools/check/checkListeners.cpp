@@ -24,7 +24,7 @@ bool isMember(gid_t group) {
 }
 
 void checkGroup(size_t line, const std::string& name, Findings& findings) {
-  const group* const found = getgrnam(name.c_str());
+  const group* const found = getgrnam(name.c_str());  // NOLINT(concurrency-mt-unsafe): there is one thread
   if (found == nullptr) {
     findings.error(line, "there is no group '" + name + "': the listener never opens");
   } else if (geteuid() != 0 && !isMember(found->gr_gid)) {

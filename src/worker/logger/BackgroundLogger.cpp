@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -77,7 +78,10 @@ void BackgroundLogger::addWorkers(metrics::MetricsEvent& event) const {
 void BackgroundLogger::waitForNextReport() {
   // An interval that 32 bits cut to 0 has no next multiple. That has always ended the process, and a daemon that ran on
   // without reports, or reported without a pause, would hide the mistake; raised, as a division by 0 may do anything.
-  if (config.interval == 0) std::raise(SIGFPE);
+  if (config.interval == 0) {
+    std::raise(SIGFPE);
+    std::abort();  // where the signal is ignored
+  }
 
   const auto now = static_cast<uint64_t>(std::time(nullptr));
   const std::chrono::seconds remaining{config.interval - now % config.interval};
