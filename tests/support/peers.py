@@ -3,6 +3,7 @@
 Nothing here runs on a thread of its own, so a peer does exactly what the test says and nothing meanwhile.
 """
 
+import random
 import socket
 import ssl
 import struct
@@ -160,5 +161,14 @@ def same(got, expected):
 
 
 def free_port():
-    with socket.create_server(("127.0.0.1", 0)) as probe:
-        return probe.getsockname()[1]
+    """A port for UDP and TCP, from below the range that the system gives to clients, which come and go meanwhile."""
+    while True:
+        port = random.randint(10000, 32000)
+        with socket.socket(type=socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
+            try:
+                udp.bind(("127.0.0.1", port))
+                tcp.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+                tcp.bind(("127.0.0.1", port))
+                return port
+            except OSError:
+                pass

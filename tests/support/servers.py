@@ -5,9 +5,7 @@ Each server lives in a directory of its own and on a port where nothing else is;
 
 import os
 import pathlib
-import random
 import shutil
-import signal
 import socket
 import subprocess
 import time
@@ -18,24 +16,11 @@ import dns.query
 import pytest
 
 from support import wire
+from support.peers import free_port  # noqa: F401
 
 LOCAL = "127.0.0.1"
 UNPACKED = pathlib.Path(__file__).parents[2] / "build/peers"  # where ./dev puts programs that can't be installed
 SEARCH = os.pathsep.join([os.environ["PATH"], "/usr/sbin", f"{UNPACKED}/usr/sbin"])
-
-
-def free_port():
-    """A port for UDP and TCP, from below the range that the system gives to clients, which come and go meanwhile."""
-    while True:
-        port = random.randint(10000, 32000)
-        with socket.socket(type=socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
-            try:
-                udp.bind((LOCAL, port))
-                tcp.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-                tcp.bind((LOCAL, port))
-                return port
-            except OSError:
-                pass
 
 
 def wait_for(done, what, deadline=15):
@@ -67,10 +52,6 @@ class Peer:
         assert self.process.poll() is None, self.told()
         return self
 
-    def stop(self):
-        self.process.send_signal(signal.SIGTERM)
-        self.process.wait(15)
-
     def __enter__(self):
         return self
 
@@ -98,36 +79,6 @@ def answers(port):
 def listens(port):
     with socket.socket() as probe:
         return probe.connect_ex((LOCAL, port)) == 0
-
-
-def dns_server(port, *command):
-    peer = Peer(*command).ready(lambda: answers(port))
-    peer.port = port
-    return peer
-
-
-def knot(home, tap, zone):
-    port = free_port()
-    write(home, "zone.example.zone", "\n".join(zone) + "\n")
-    config = write(home, "knot.conf", f"""
-server:
-  listen: {LOCAL}@{port}
-  rundir: {home}
-database:
-  storage: {home}
-mod-dnstap:
-  - id: tap
-    sink: {tap}
-template:
-  - id: default
-    storage: {home}
-    global-module: mod-dnstap/tap
-    zonefile-sync: -1
-    journal-content: none
-zone:
-  - domain: zone.example
-""")
-    return dns_server(port, home, "knotd", "-c", config)
 
 
 class Client:

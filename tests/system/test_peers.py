@@ -20,14 +20,13 @@ from support.daemon import GROUP, UNIX, Daemon, ends_cleanly, new_home  # noqa: 
 from support.model import Model
 from support.peers import Collector, Sender
 from support.servers import LOCAL, Client
-from support.traffic import KINDS, Traffic
+from support.traffic import Traffic
 
-HEAD = ["zone.example. 300 IN SOA ns.zone.example. host.zone.example. 1 3600 600 86400 60",
-        "zone.example. 300 IN NS ns.zone.example.", "ns.zone.example. 300 IN A 127.0.0.1"]
-ZONE = HEAD + ["www.zone.example. 300 IN A 192.0.2.80", "www.zone.example. 300 IN A 192.0.2.81",
-               "www.zone.example. 60 IN AAAA 2001:db8::80", "zone.example. 300 IN MX 10 mail.zone.example.",
-               'zone.example. 300 IN TXT "a b" "say \\"c\\""', "_sip._tcp.zone.example. 300 IN SRV 10 60 5060 www.zone.example.",
-               "www.zone.example. 300 IN HTTPS 1 . alpn=h2,h3 port=8443 ipv4hint=192.0.2.80"]
+ZONE = ["zone.example. 300 IN SOA ns.zone.example. host.zone.example. 1 3600 600 86400 60", "zone.example. 300 IN NS ns.zone.example.",
+        "ns.zone.example. 300 IN A 127.0.0.1", "www.zone.example. 300 IN A 192.0.2.80", "www.zone.example. 300 IN A 192.0.2.81",
+        "www.zone.example. 60 IN AAAA 2001:db8::80", "zone.example. 300 IN MX 10 mail.zone.example.",
+        'zone.example. 300 IN TXT "a b" "say \\"c\\""', "_sip._tcp.zone.example. 300 IN SRV 10 60 5060 www.zone.example.",
+        "www.zone.example. 300 IN HTTPS 1 . alpn=h2,h3 port=8443 ipv4hint=192.0.2.80"]
 QUESTIONS = [("www.zone.example", "A"), ("WWW.Zone.Example", "AAAA"), ("zone.example", "MX"), ("zone.example", "TXT"),
              ("_sip._tcp.zone.example", "SRV"), ("www.zone.example", "HTTPS"),
              ("zone.example", "SOA"), ("no\\.dot\\000.zone.example", "A"), ("zone.example", "CAA")]
@@ -77,6 +76,8 @@ SERVERS = {
                           "write-pid=no\nforward-zones=zone.example=127.0.0.1:{behind}\ndnssec=off\nlua-config-file="
                           "{etc}/powerdns/recursor.lua", (0, 0)),
 }
+BEHIND = ("knotd -c", 'server:\n  listen: 127.0.0.1@{port}\n  rundir: {home}\ndatabase:\n  storage: {home}\ntemplate:\n  - id: default\n    '
+          'zonefile-sync: -1\n    journal-content: none\nzone:\n  - domain: zone.example\n    file: {home}/../zone')
 RECEIVERS = {
     "rsyslog": ("rsyslogd -n -i NONE -f", 'global(workDirectory="{home}")\ninclude(file="{etc}/rsyslog.d/*.conf")'),
     "syslog-ng": ("syslog-ng -F --no-caps -R {home}/persist -p {home}/pid -c {home}/control --module-path {library}/3.38 -f",
@@ -128,10 +129,11 @@ def test_a_server_with_its_page(place):
     since, port = time.time(), servers.free_port()
     servers.write(home, "zone", "\n".join(ZONE) + "\n")
     data = "".join(f" local-data: '{record}'\n" for record in ZONE)
-    with servers.knot(f"{home}/run", f"{home}/behind.tap", ZONE) as behind, daemon(kept) as wirelark:
+    behind = servers.free_port()
+    with start(*BEHIND, f"{home}/run", behind, servers.answers), daemon(kept) as wirelark:
         raw = "dnstap" in re.search(r"message-format +(\w+)", pathlib.Path(wirelark.config).read_text())[1]
         stream = collector.accept("bidirectional" if raw else None)
-        with start(command, text, home, port, servers.answers, data=data, behind=behind.port):
+        with start(command, text, home, port, servers.answers, data=data, behind=behind):
             client = Client(port, lambda _: kinds)
             for question, kind in QUESTIONS:
                 for tcp in (False, True):
@@ -168,27 +170,6 @@ def test_a_receiver_with_its_page(place):
 
 def test_every_page_has_its_test():
     assert {case.split(",")[0] for case in CASES} == {*SERVERS, *RECEIVERS}
-
-
-def large_zone(traffic):
-    """Names with any bytes in them, and all types that a server will load unsigned."""
-    for number in range(700):
-        kind = traffic.choice([kind for kind in KINDS if kind not in ("SOA", "NS", "DNAME", "DS", "RRSIG", "NSEC3", "NSEC")])
-        owner = dns.name.Name([traffic.label(), b"%d" % number, b"zone", b"example", b""])
-        yield owner, kind, f"{owner} {traffic.choice((0, 300, 86400))} IN {kind} {traffic.rdata(kind)}"
-
-
-def test_thousands_of_answers_from_a_large_zone():
-    since, collector, traffic = time.time(), Collector(), Traffic(11)
-    zone, home = list(large_zone(traffic)), new_home()
-    with Daemon(UNIX, f"forwarder ipv4 {LOCAL} {collector.port}") as daemon, \
-            servers.knot(home.name, f"unix:{daemon.address()}", HEAD + [line for *_, line in zone]) as peer:
-        client = Client(peer.port, lambda recurse: (1, 2))
-        for owner, kind, _ in zone:
-            for asked in (kind, "ANY", traffic.choice(("A", "SOA"))):
-                client.ask(owner, asked, tcp=traffic.random() < 0.1, want_dnssec=traffic.random() < 0.5)
-        assert len(client.records) > 4000
-        same_events(collector.accept(), client, since)
 
 
 def test_fstrm_capture_and_fstrm_replay():
