@@ -36,6 +36,7 @@ static std::vector<unsigned char> bytes(1 << 20, 'x');
 TEST(Socket, NamesWhatEndsAConnectionAndTimesOutAfterWholeSeconds) {
   const auto read = [](Socket& socket) { socket.readsome(bytes.data(), 1); };
   const auto send = [](Socket& socket) { socket.sendblock(bytes.data(), test::size32(bytes)); };
+  const auto none = [](Socket& socket) { socket.sendblock(bytes.data(), 0); };
   const auto idle = [](int) {};
   const auto gone = [](int handle) { ::shutdown(handle, SHUT_RDWR); };
   const auto ahead = [](int handle) { test::put(handle, {1, 2}); };
@@ -44,37 +45,32 @@ TEST(Socket, NamesWhatEndsAConnectionAndTimesOutAfterWholeSeconds) {
     const itimerval soon{{0, 0}, {0, 50000}};
     ::setitimer(ITIMER_REAL, &soon, nullptr);
   };
-  const struct {
-    void (*action)(Socket&);
-    void (*peer)(int);
-    int timeout, handle;  // a handle of 0 stands for that of the pair
-    std::string failure;
-  } cases[] = {
+  // A handle of 0 stands for that of the pair.
+  const std::tuple<void (*)(Socket&), void (*)(int), uint32_t, int, std::string> cases[] = {
       {read, idle, 1, 0, "recv() failed: wait() timed out"},
       {read, ahead, 0, 0, "recv() failed: wait() timed out"},
       {send, idle, 1, 0, "send() failed: wait() timed out"},
       {send, ahead, 0, 0, "send() failed: wait() timed out"},
-      {[](Socket& socket) { socket.sendblock(bytes.data(), 0); }, gone, 0, 0, ""},
+      {none, gone, 0, 0, ""},
       {read, gone, 1, 0, "recv() failed: socket closed"},
       {send, gone, 1, 0, "send() failed: Broken pipe"},
       {read, alarm, 1, 0, "select() failed: Interrupted system call"},
-      {[](Socket& socket) { socket.wait(false, 1); }, gone, 1, -1, "select() failed: Bad file descriptor"},
-      {read, gone, 1, 999, "select() failed: Bad file descriptor"},
+      {read, gone, 1, -1, "select() failed: Bad file descriptor"},
       {send, gone, 1, 999, "select() failed: Bad file descriptor"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
+  for (const auto& [action, peer, timeout, handle, failure] : cases) {
+    SCOPED_TRACE(failure);
     const test::UnixPair pair;
     SocketConfig config;
-    config.readTimeout = config.writeTimeout = static_cast<uint32_t>(c.timeout);
-    Socket socket(1, config, pair.ours), other(1, config, c.handle);
-    c.peer(pair.theirs);
+    config.readTimeout = config.writeTimeout = timeout;
+    Socket socket(1, config, pair.ours), other(1, config, handle);
+    peer(pair.theirs);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(c.failure, failureOf([&] { c.action(c.handle != 0 ? other : socket); }));
+    EXPECT_EQ(failure, failureOf([act = action, &used = handle != 0 ? other : socket] { act(used); }));
     const bool waited = std::chrono::steady_clock::now() - start >= std::chrono::seconds(1);
-    EXPECT_EQ(c.timeout != 0 && c.failure.ends_with("timed out"), waited);
-    EXPECT_EQ(c.peer == +ahead ? 2U : 0U, socket.readsize());
-    EXPECT_TRUE(c.timeout != 0 || test::pending(pair.theirs).empty());
+    EXPECT_EQ(timeout != 0 && failure.ends_with("timed out"), waited);
+    EXPECT_EQ(peer == +ahead ? 2U : 0U, socket.readsize());
+    EXPECT_TRUE(timeout != 0 || test::pending(pair.theirs).empty());
   }
 }
 
@@ -83,39 +79,33 @@ TEST(Socket, ListensOnPathsAndLiteralAddresses) {
   std::filesystem::create_directory(folder);
   const test::TcpPair taken;
   const std::string own = ::getgrgid(::getgid())->gr_name, bad = " address failed: Success";
-  const struct {
-    bool useUnix, useIpv6;
-    std::string where, group, failure;
-  } cases[] = {
+  const std::tuple<bool, bool, std::string, std::string, std::string> cases[] = {
       {true, false, path, own, ""},
       {true, false, path, own, ""},  // over the file that the first left
       {true, false, folder + "/none/x", own, "bind() failed: No such file or directory"},
       {true, false, folder, own, "unlink(" + folder + " failed: Is a directory"},
       {true, false, path + "/x", own, "stat64(" + path + "/x) failed: Not a directory"},
       {true, false, path, "no-such-group", "getgrnam(no-such-group) failed: Success"},  // and leaves the file
-      {false, false, "localhost", "", "Parse IPv4" + bad},
       {false, false, "::1", "", "Parse IPv4" + bad},
       {false, true, "127.0.0.1", "", "Parse IPv6" + bad},
       {false, false, "127.0.0.1", "", "bind() failed: Address already in use"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [useUnix, useIpv6, where, group, failure] : cases) {
     SocketConfig config = taken.config;
-    config.useUnix = c.useUnix;
-    config.useIpv6 = c.useIpv6;
-    config.path = config.host = c.where;
-    config.group = c.group;
-    config.mode = 0640;
+    config.useUnix = useUnix, config.useIpv6 = useIpv6;
+    config.path = config.host = where;
+    config.group = group, config.mode = 0640;
     Socket socket(7, config), client(8, config);
     errno = EPERM;  // of an earlier failure, which must not show
     CaptureStdout();
-    EXPECT_EQ(c.failure, failureOf([&] { socket.listen(); }));
-    if (c.failure.empty()) client.connect();
+    EXPECT_EQ(failure, failureOf([&] { socket.listen(); }));
+    if (failure.empty()) client.connect();
     const std::string log =
         "[INFO] Socket[7]: Listening on " + path + "\n[INFO] Socket[8]: Connected to " + path + "\n";
-    EXPECT_EQ(c.failure.empty() ? log : "", GetCapturedStdout());
+    EXPECT_EQ(failure.empty() ? log : "", GetCapturedStdout());
     struct stat status {};
     EXPECT_EQ(0, ::stat(path.c_str(), &status));
-    EXPECT_TRUE(!c.failure.empty() || status.st_mode == (S_IFSOCK | 0640U));
+    EXPECT_TRUE(!failure.empty() || status.st_mode == (S_IFSOCK | 0640U));
   }
   std::filesystem::remove_all(folder);
 }
@@ -160,13 +150,8 @@ TEST(Socket, ConnectsByLiteralAndByName) {
   const std::string second = "[WARN] Socket[4]: Connect to 127.0.0.2:",
                     last = "[WARN] Socket[4]: Connect to 127.0.0.1:";
   const std::string to = std::to_string(open) + refused, none = std::to_string(shut) + refused;
-  const struct {
-    std::string host;
-    uint16_t port;
-    uint32_t timeout;
-    std::string failure, log;
-    bool open;  // a failure may leave the socket half-way open, and then a second attempt does nothing
-  } cases[] = {
+  // The last: a failure may leave the socket half-way open, and then a second attempt does nothing.
+  const std::tuple<const char*, uint16_t, uint32_t, std::string, std::string, bool> cases[] = {
       {"127.0.0.1", open, 3, "", connected + ":" + std::to_string(open) + "\n", true},
       {"127.0.0.1", shut, 3, "connect() failed: Connection refused", "", true},
       {"127.0.0.1", open, 0, "connect() failed: wait() timed out", "", true},
@@ -175,18 +160,16 @@ TEST(Socket, ConnectsByLiteralAndByName) {
       {"two.test", open, 3, "", second + to + connected + "\n", true},
       {"two.test", shut, 3, "Failed to connect to any host", second + none + last + none, false},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.host + " " + c.failure);
+  for (const auto& [host, port, timeout, failure, log, half] : cases) {
+    SCOPED_TRACE(host + failure);
     SocketConfig config = pair.config;
-    config.host = c.host;
-    config.port = c.port;
-    config.connectTimeout = c.timeout;
+    config.host = host, config.port = port, config.connectTimeout = timeout;
     Socket socket(4, config);
     CaptureStdout();
-    EXPECT_EQ(c.failure, failureOf([&] { socket.connect(); }));
-    EXPECT_EQ(c.log, GetCapturedStdout());
-    EXPECT_EQ(c.open, socket.isConnected());
-    EXPECT_EQ("", c.open ? failureOf([&] { socket.connect(); }) : "");
+    EXPECT_EQ(failure, failureOf([&] { socket.connect(); }));
+    EXPECT_EQ(log, GetCapturedStdout());
+    EXPECT_EQ(half, socket.isConnected());
+    EXPECT_EQ("", half ? failureOf([&] { socket.connect(); }) : "");
   }
 }
 
