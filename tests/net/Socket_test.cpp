@@ -117,16 +117,16 @@ TEST(Socket, SetsUpBothEndsAndKnowsItsPeer) {
     config.useIpv6 = ipv6;
     config.host = ipv6 ? "::1" : config.host;
     test::TcpPair pair(config);
-    for (uint32_t id = 0; id != 3; ++id, pair.connect()) {
-      EXPECT_EQ(id, pair.server->getId());
-      for (const int handle : {pair.client->getHandle(), pair.server->getHandle()}) {
-        int noDelay = 0, size = 0;
-        socklen_t length = sizeof(int);
-        ::getsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &noDelay, &length);
-        ::getsockopt(handle, SOL_SOCKET, SO_RCVBUF, &size, &length);  // doubled by the kernel, socket(7)
-        EXPECT_EQ(std::tuple(1, 18000, O_NONBLOCK), std::tuple(noDelay, size, ::fcntl(handle, F_GETFL) & O_NONBLOCK));
-      }
+    for (const int handle : {pair.client->getHandle(), pair.server->getHandle()}) {
+      int noDelay = 0, size = 0;
+      socklen_t length = sizeof(int);
+      ::getsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &noDelay, &length);
+      ::getsockopt(handle, SOL_SOCKET, SO_RCVBUF, &size, &length);  // doubled by the kernel, socket(7)
+      EXPECT_EQ(std::tuple(1, 18000, O_NONBLOCK), std::tuple(noDelay, size, ::fcntl(handle, F_GETFL) & O_NONBLOCK));
     }
+    EXPECT_EQ(0U, pair.server->getId());
+    pair.connect();
+    EXPECT_EQ(1U, pair.server->getId());
     EXPECT_EQ(nullptr, pair.listener->accept());
     EXPECT_EQ("accept() failed: Invalid argument", failureOf([&] { pair.client->accept(); }));
     const auto peer = pair.client->getRemoteEndpoint();

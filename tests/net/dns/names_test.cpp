@@ -43,11 +43,11 @@ TEST(DecodeDnsMessageFqdn, ReadsLabelsAndPointersOrNamesWhatIsWrong) {
     4001                           | 0  | Read FQDN failed: DNS name uses pointer offset 32769 which is past packet len 2
   )",
                                  3);
-  for (const test::Row& row : rows) {
-    std::string expected = row[2];
-    EXPECT_EQ(expected, decode(test::packet(row[0]), static_cast<uint32_t>(std::stoi(row[1])), true));
-    if (expected[0] == '[') expected.erase(expected.find(']') - 1, 1);
-    EXPECT_EQ(expected, decode(test::packet(row[0]), static_cast<uint32_t>(std::stoi(row[1])), false));
+  for (test::Row row : rows) {
+    const auto offset = static_cast<uint32_t>(std::stoi(row[1]));
+    EXPECT_EQ(row[2], decode(test::packet(row[0]), offset, true));
+    if (row[2][0] == '[') row[2].erase(row[2].find(']') - 1, 1);
+    EXPECT_EQ(row[2], decode(test::packet(row[0]), offset, false));
   }
 }
 
@@ -56,7 +56,7 @@ TEST(DecodeDnsMessageFqdn, BoundsPointers) {
       "Read FQDN failed: DNS name has at least 128 label pointers which is more than the maximum allowed of 127";
   EXPECT_EQ(tooMany, decode(test::packet("00x12 c00c"), 12, true));
   EXPECT_EQ(tooMany, decode(test::packet("01 61 c000"), 0, true));
-  for (const uint32_t pointers : {126U, 127U, 128U}) {
+  for (const uint32_t pointers : {127U, 128U}) {
     Packet packet(1, 0);  // the root, then each pointer at the one before
     for (uint32_t i = 0; i < pointers; ++i) packet.insert(packet.end(), {0xC0, uint8_t(i == 0 ? 0 : 2 * i - 1)});
     EXPECT_EQ(pointers == 128 ? tooMany : "[.] " + std::to_string(packet.size()),
