@@ -143,15 +143,11 @@ EVENTS = [QUESTION, changed(type=1), changed(type=11), changed(query_port=0), ch
           wire.record(b"ns", b"1", b"x", **CLIENT, query_message=QUERY), changed(socket_protocol=65538)]
 ERRORS = [(changed(query_message=packet), "Read DNS message failed: " + text) for packet, text in (
     (NO_QUESTION, "No question RRs 0 is not 1"),
-    (NO_QUESTION[:5] + b"\2" + NO_QUESTION[6:], "No question RRs 2 is not 1"),
     (QUERY[:11], "Read uint16_t failed: Offset 10 + 2 is out of bounds for data of 11 bytes"),
-    (QUERY[:12], "Read uint8_t failed: Offset 12 + 1 is out of bounds for data of 12 bytes"),
     (QUERY[:12] + b"\xc0\x0c\0\1\0\1", "Read FQDN failed: DNS name has at least 128 label pointers which is more than the maximum allowed of 127"),
-    (QUERY[:12] + b"\x80\x01\0\1\0\1", "Read FQDN failed: DNS name uses pointer offset 16385 which is past packet len 18"),
-    (QUERY[:20], "Read FQDN failed: DNS name offset + label length 24 which is past packet len 20"),
     (QUERY[:7] + b"\1" + QUERY[8:] + b"\0\0\1\0\1\0\0\0\0\0\5abcde", "A record data length is 5 but should be 4"),
     (QUERY[:7] + b"\1" + QUERY[8:] + b"\0\0\1\0\1\0\0\0\0\0\5abc", "Offset 44 + record data length 5 is out of bounds for packet of 47 bytes"))]
-SKIPPED = [wire.NUDGE, changed(type=0), changed(type=13), changed(type=1000), without("query_message"),
+SKIPPED = [wire.NUDGE, changed(type=0), changed(type=13), changed(type=2**32 + 5), without("query_message"),
            without("query_message", **{**RESPONSE, "response_message": b""}), wire.record(b"only identity")]
 COUNTED = [changed(query_time_sec=0), without("query_time_sec", response_time_sec=5), changed(query_time_nsec=10**9), changed(type=6),
            changed(query_address=b"12345"), changed(response_address=b"1" * 15), b"rubbish", b"\x0a", wire.field(15, 0, 2),

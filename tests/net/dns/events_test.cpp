@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
-#include <sstream>
-#include <variant>
 
 #include "net/dns/DnsError.h"
 #include "net/dns/DnsMessageEvent.h"
 #include "net/dns/DnsMessageEventFormatter.h"
-#include "support/table.h"
+#include "support/bytes.h"
 
 using namespace ns::net::dns;
 using ns::encoding::Bytes;
@@ -20,74 +17,31 @@ static Bytes unhex(const std::string& hex) {
   return {bytes.begin(), bytes.end()};
 }
 
-/// A query or response of a client at 2024-03-09 07:05:02.123456789 UTC, with some fields set otherwise.
-static DnstapEvent makeRecord(uint64_t type, const std::string& packet, const std::string& changes) {
-  DnstapEvent r;
-  r.type = type, r.socket_family = r.socket_protocol = 1;
-  r.query_address = unhex("c0000201"), r.response_address = unhex("c0000235");
-  r.query_port = 53211, r.response_port = 53;
-  r.query_time_sec = r.response_time_sec = 1709967902, r.query_time_nsec = r.response_time_nsec = 123456789;
-  (type % 2 == 1 ? r.query_message : r.response_message) = unhex(packet);
-  const std::map<std::string, std::variant<uint64_t*, uint32_t*, Bytes*>> fields{
-      {"family", &r.socket_family},    {"proto", &r.socket_protocol},    {"client", &r.query_address},
-      {"server", &r.response_address}, {"port", &r.query_port},          {"qsec", &r.query_time_sec},
-      {"rsec", &r.response_time_sec},  {"qnsec", &r.query_time_nsec},    {"rnsec", &r.response_time_nsec},
-      {"query", &r.query_message},     {"response", &r.response_message}};
-  std::istringstream words(changes);
-  for (std::string word; words >> word;) {
-    const std::string value = word.substr(word.find('=') + 1);
-    const auto& field = fields.at(word.substr(0, word.find('=')));
-    if (field.index() == 0) *std::get<0>(field) = std::stoull(value, nullptr, 0);
-    if (field.index() == 1) *std::get<1>(field) = static_cast<uint32_t>(std::stoul(value));
-    if (field.index() == 2) *std::get<2>(field) = unhex(value);
-  }
-  return r;
-}
-
-TEST(ExtractDnsMessageEvent, TellsEventsFromWhatIsSkippedAndWhatIsBroken) {
-  // Name, type, changes; client, server, seconds and nanoseconds of the event, or "skipped", or the failure.
-  const auto rows = test::rowsOf(R"(
-    a query                | 5    |                 | 192.0.2.1,192.0.2.53,1709967902,123456789
-    a response             | 12   |                 | 192.0.2.1,192.0.2.53,1709967902,123456789
-    type 0                 | 0    |                 | skipped
-    an update              | 13   |                 | skipped
-    one without its time   | 14   | rsec=0          | skipped
-    an unknown type        | 1000 |                 | skipped
-    5 in 32 bits           | 4294967301 |           | skipped
-    no query               | 1    | query= response=00 | skipped
-    no response            | 6    | query=00 response= | skipped
-    no time                | 5    | qsec=0          | Expected message query_time_sec not to be 0 but got 0
-    no time of a response  | 6    | rsec=0 qsec=17 response= | Expected message response_time_sec not to be 0 but got 17
-    its own time counts    | 2    | qsec=0 qnsec=1000000000  | 192.0.2.1,192.0.2.53,1709967902,123456789
-    the last nanosecond    | 3    | qnsec=999999999 | 192.0.2.1,192.0.2.53,1709967902,999999999
-    past it                | 3    | qnsec=1000000000 query= | Expected message query_time_nsec to be less than 1000000000 but got 1000000000
-    past it in a response  | 4    | rnsec=4294967295 | Expected message response_time_nsec to be less than 1000000000 but got 4294967295
-    no addresses           | 9    | client= server= | ,,1709967902,123456789
-    IPv4 in 16 bytes       | 5    | client=00000000000000000000ffffc0000201 | 192.0.2.1,192.0.2.53,1709967902,123456789
-    IPv6                   | 5    | family=2 server=00000000000000000000ffffc0000201 | 192.0.2.1,::ffff:c000:201,1709967902,123456789
-    5 bytes                | 5    | client=c000020100 | Expected message query_address to be 0, 4 or 16 bytes but got 5
-    3 bytes                | 6    | server=c00002   | Expected message response_address to be 0, 4 or 16 bytes but got 3
-  )",
-                                 4);
-  DnsMessageEvent event;
-  for (const test::Row& row : rows) {
-    SCOPED_TRACE(row[0]);
-    const DnstapEvent record = makeRecord(std::stoull(row[1]), "1234", row[2]);
-    std::string outcome = "skipped";
-    const std::string failure = test::failureOf<DnsError>([&] {
-      if (extractDnsMessageEventFromDnstapEvent(event, record))
-        outcome = test::text(event.client) + "," + test::text(event.server) + "," + std::to_string(event.seconds) +
-                  "," + std::to_string(event.nanoseconds);
-    });
-    EXPECT_EQ(row[3], failure.empty() ? outcome : failure);
-    const auto expected = outcome != "skipped" ? Extraction::Event
-                          : failure.empty()    ? Extraction::Skipped
-                                               : Extraction::Broken;
-    EXPECT_EQ(expected, tryExtractDnsMessageEvent(event, record));
-    if (expected != Extraction::Event) continue;
-    EXPECT_EQ(record.type % 2 == 1 ? &record.query_message : &record.response_message, event.message);
-    EXPECT_EQ(record.type % 2 == 1, event.isQuery);
-    EXPECT_EQ(53211U, event.port);
+TEST(ExtractDnsMessageEvent, NamesWhatIsBroken) {
+  using Record = DnstapEvent;
+  const std::string time = "Expected message query_time_", reply = "Expected message response_time_";
+  const std::string small = "nsec to be less than 1000000000 but got ",
+                    bytes = "_address to be 0, 4 or 16 bytes but got ";
+  const std::tuple<uint64_t, void (*)(Record&), std::string> cases[] = {
+      {5, [](Record&) {}, ""},
+      {5, [](Record& r) { r.query_time_sec = 0; }, time + "sec not to be 0 but got 0"},
+      {6, [](Record& r) { r.response_time_sec = 0, r.query_time_sec = 17; }, reply + "sec not to be 0 but got 17"},
+      {3, [](Record& r) { r.query_time_nsec = 999999999; }, ""},
+      {3, [](Record& r) { r.query_time_nsec = 1000000000, r.query_message.clear(); }, time + small + "1000000000"},
+      {4, [](Record& r) { r.response_time_nsec = 4294967295; }, reply + small + "4294967295"},
+      {2, [](Record& r) { r.query_time_sec = 0, r.query_time_nsec = 1000000000; }, ""},
+      {5, [](Record& r) { r.query_address.resize(5); }, "Expected message query" + bytes + "5"},
+      {6, [](Record& r) { r.response_address.resize(3); }, "Expected message response" + bytes + "3"},
+  };
+  for (const auto& [type, change, failure] : cases) {
+    Record record;
+    record.type = type;
+    record.query_time_sec = record.response_time_sec = 1709967902;
+    record.query_message = record.response_message = unhex("1234");
+    change(record);
+    DnsMessageEvent event;
+    EXPECT_EQ(failure, test::failureOf<DnsError>([&] { extractDnsMessageEventFromDnstapEvent(event, record); }));
+    EXPECT_EQ(failure.empty() ? Extraction::Event : Extraction::Broken, tryExtractDnsMessageEvent(event, record));
   }
 }
 
