@@ -141,12 +141,30 @@ EVENTS = [QUESTION, changed(type=1), changed(type=11), changed(query_port=0), ch
           changed(query_time_nsec=0), changed(query_address=bytes(12) + bytes([192, 0, 2, 9])), without("query_address", "response_address"),
           changed(socket_family=2, query_address=bytes(10) + b"\xff\xff\xc0\x00\x02\x01"), without("query_time_sec", "query_time_nsec", **RESPONSE),
           wire.record(b"ns", b"1", b"x", **CLIENT, query_message=QUERY), changed(socket_protocol=65538)]
-ERRORS = [(changed(query_message=packet), "Read DNS message failed: " + text) for packet, text in (
+
+
+def packet(counts, *parts):
+    """A response with the counts of its header, that question, and records."""
+    return b"\x12\x34\x81\x80" + b"".join(bytes([0, n]) for n in counts) + QUERY[12:] + b"".join(parts)
+
+
+ADDRESS = bytes.fromhex("0001 0001 0000012c 0004 c0000250")  # without its owner
+A, OPT = b"\xc0\x0c" + ADDRESS, bytes.fromhex("00 0029 04d0 00000000 0000")
+SIG, CNAME = bytes.fromhex("00 0018 0001 00000000 0013 0001 0500 00000001 00000002 00000003 0004 00"), bytes.fromhex("c00c 0005 0001 00000000 0006 0343646e c010")
+EVENTS += [without("query_message", **{**RESPONSE, "response_message": message}) for message in (
+    packet((1, 0, 0, 0), b"behind the end"), packet((1, 1, 1, 1), A, A, A), packet((1, 1, 0, 3), A, OPT, A, A),
+    packet((1, 3, 0, 0), CNAME, b"\xc0\x2d" + ADDRESS, b"\xc0\x2d" + ADDRESS),  # owners within record data
+    packet((1, 2, 1, 0), b"\1B\xc0\x0c" + ADDRESS, b"\xc0\x21" + ADDRESS, b"\xc0\x23" + ADDRESS),  # at an owner, at its pointer
+    packet((1, 0, 0, 2), b"\1B" + SIG, b"\xc0\x21" + ADDRESS), packet((1, 1, 0, 0), b"\xc0\4" + ADDRESS))]  # left out, in the header
+ERRORS = [(changed(query_message=message), "Read DNS message failed: " + text) for message, text in (
     (NO_QUESTION, "No question RRs 0 is not 1"),
+    (packet((2, 0, 0, 0), QUERY[12:]), "No question RRs 2 is not 1"),
     (QUERY[:11], "Read uint16_t failed: Offset 10 + 2 is out of bounds for data of 11 bytes"),
     (QUERY[:12] + b"\xc0\x0c\0\1\0\1", "Read FQDN failed: DNS name has at least 128 label pointers which is more than the maximum allowed of 127"),
-    (QUERY[:7] + b"\1" + QUERY[8:] + b"\0\0\1\0\1\0\0\0\0\0\5abcde", "A record data length is 5 but should be 4"),
-    (QUERY[:7] + b"\1" + QUERY[8:] + b"\0\0\1\0\1\0\0\0\0\0\5abc", "Offset 44 + record data length 5 is out of bounds for packet of 47 bytes"))]
+    (packet((1, 3, 0, 0), A, A), "Read uint8_t failed: Offset 65 + 1 is out of bounds for data of 65 bytes"),
+    (packet((1, 1, 0, 0), A[:-5] + b"\5abcde"), "A record data length is 5 but should be 4"),
+    (packet((1, 1, 0, 0), A[:-5] + b"\5abcd"), "Offset 45 + record data length 5 is out of bounds for packet of 49 bytes"),
+    (packet((1, 0, 0, 1), OPT[:-1] + b"\1"), "Offset 44 + record data length 1 is out of bounds for packet of 44 bytes"))]
 SKIPPED = [wire.NUDGE, changed(type=0), changed(type=13), changed(type=2**32 + 5), without("query_message"),
            without("query_message", **{**RESPONSE, "response_message": b""}), wire.record(b"only identity")]
 COUNTED = [changed(query_time_sec=0), without("query_time_sec", response_time_sec=5), changed(query_time_nsec=10**9), changed(type=6),
