@@ -278,6 +278,10 @@ def test_a_target_that_stops_reading():
 
 # What a peer does to a TLS listener, whose options stand beside the good ones; a pattern of the receiver's last words.
 ALERT = r"SSL_do_handshake\(\) failed: SSL_get_error=1 \(error:[^;]*:"
+UNKNOWN = " failed: Unknown SSL error"
+NO_CIPHER = UNKNOWN + r" \(error:0A0000B9:SSL routines::no cipher match\)"
+NO_FILE = UNKNOWN + (r" \(error:80000002:system library::No such file or directory; error:10080002:BIO routines::system lib; "
+                     r"error:0A080002:SSL routines::system lib\)")
 OLD = {"newest": ssl.TLSVersion.TLSv1_2}
 SERVER = {
     "silence": (b"", "read-timeout=2 keepalive=0", r"TLS read failed: wait\(\) timed out"),
@@ -286,9 +290,18 @@ SERVER = {
     "an expired certificate": ({"name": "expired"}, "", ALERT + r"certificate verify failed\)"),
     "no trust": ({"trusted": "stranger"}, "", ALERT + r"tlsv1 alert unknown ca\)"),
     "an old version": ({"name": "client", **OLD}, "tls-min-version=1.3", ALERT + r"unsupported protocol\)"),
-    "no certificate file": ({}, "tls-certificate-cert-file=no.pem", r"SSL_CTX_use_certificate_chain_file\(no.pem\) failed: "
-                            r"Unknown SSL error \(error:[^;]*:No such file or directory; .*\)"),
-    "an unknown lowest version": ({}, "tls-min-version=1.1", "Parse minimum TLS version failed: Unknown SSL error"),
+    "the end": (None, "", r"recv\(\) failed: socket closed"),
+    "another protocol": (wire.control(4), "", ALERT + r"wrong version number\)"),
+    "no certificate file": ({}, "tls-certificate-cert-file=no.pem", r"SSL_CTX_use_certificate_chain_file\(no.pem\)" + NO_FILE),
+    "no key file": ({}, "tls-certificate-key-file=no.key", r"SSL_CTX_use_PrivateKey_file\(no.key\)" + NO_FILE),
+    "another's key": ({}, "tls-certificate-key-file=DIR/client.key", r"SSL_CTX_use_PrivateKey_file\(.*/client.key\)" + UNKNOWN +
+                      r" \(error:05800074:x509 certificate routines::key values mismatch\)"),
+    "no authorities": ({}, "tls-validate-ca-file=no.pem", r"SSL_CTX_load_verify_locations\(no.pem\)" + NO_FILE.replace(
+        "system lib; error:0A080002:SSL routines", "no such file; error:05880002:x509 certificate routines").replace("080002", "000080")),
+    "unknown ciphers": ({}, "tls-cipher-list=A:B", r"SSL_CTX_set_cipher_list\(A:B\)" + NO_CIPHER),
+    "unknown cipher suites": ({}, "tls-cipher-suites=C", r"SSL_CTX_set_ciphersuites\(C\)" + NO_CIPHER),
+    "an unknown lowest version": ({}, "tls-min-version=1.1", "Parse minimum TLS version" + UNKNOWN),
+    "an unknown highest version": ({}, "tls-max-version=2", "Parse maximum TLS version" + UNKNOWN),
 }
 # The forwarder's options, its target's certificate (a context's options, bytes instead of TLS), the words ("": no failure).
 CLIENT = {
@@ -311,11 +324,15 @@ def told(daemon, who, words, count=1):
 def test_a_peer_that_spoils_the_tls_handshake(certs):
     ports = [free_port() for _ in SERVER]
     good = certs.options("server", "listener")
-    with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=60{good} {case[1]}"
+    with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=60{good} {case[1].replace('DIR', certs.directory)}"
                   for port, case in zip(ports, SERVER.values())]) as daemon:
         for count, (port, (act, _, words)) in enumerate(zip(ports, SERVER.values()), 1):
             with contextlib.suppress(ssl.SSLError, ConnectionResetError):  # under TLS 1.3 a client may learn of it later only
-                peer = Sender(("127.0.0.1", port), None if act == b"" else certs.context(**act), hello=False)
+                peer = Sender(("127.0.0.1", port), certs.context(**act) if isinstance(act, dict) else None, hello=False)
+                if act is None:
+                    peer.sock.close()
+                elif isinstance(act, bytes):
+                    peer.raw(act)
             told(daemon, "Receiver[0]: Process loop failed", words, count)
         peer = Sender(("127.0.0.1", ports[0]), certs.context("client"))
         peer.raw(wire.frame(b"one") + wire.control(3))  # one TLS record: nothing tells the receiver of what it has decrypted
