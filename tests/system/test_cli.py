@@ -21,8 +21,8 @@ assert PSL.count("\n") == 6933
 
 
 def call(*words, cwd=None):
-    done = subprocess.run([BINARY, *words], capture_output=True, text=True, cwd=cwd, timeout=20, stdin=subprocess.DEVNULL)
-    return done.returncode, done.stdout, done.stderr
+    done = subprocess.run([BINARY, *words], capture_output=True, cwd=cwd, timeout=20, stdin=subprocess.DEVNULL)
+    return done.returncode, done.stdout.decode(), done.stderr.decode()
 
 
 def opening(directory, path):
@@ -53,10 +53,10 @@ def test_command_line(words, expected, tmp_path):
 
 def failure(tmp_path, config):
     """What the run fails with."""
-    (tmp_path / "w.conf").write_text(config)
+    (tmp_path / "w.conf").write_text(config, newline="")
     status, out, err = call("run", "w.conf", cwd=tmp_path)
     assert (status, out) == (0, opening(".", "w.conf"))
-    [error] = [line for line in err.splitlines() if line.startswith("[ERROR] ")]
+    [error] = [line for line in err.split("\n") if line.startswith("[ERROR] ")]
     return error.removeprefix("[ERROR] Run failed: ")
 
 
@@ -102,8 +102,15 @@ ROWS = [
     unknown("message-queue-recovery", "ON"), taken("message-hostname", "message-queue-filename", "no-such-key = 1"),
     invalid("metrics-interval", "0"), invalid("metrics-interval", "-1"), invalid("metrics-interval", "x"), invalid("metrics-format", ""),
     taken("message-hostname two  words # and a comment", "  json", "metrics-interval 7s"),
-    ("message-format # json", "Unknown message-format specified in config file: "),
-    ("message-format\n  # between\n\tjson x", "Unknown message-format specified in config file: json x"),
+    # How a value is read: of its key, of blanks, comments and lines that go on.
+    *[(text, f"Unknown message-format specified in config file: {value}") for text, value in (
+        ("Message-FORMAT # json", ""), ("message-format", ""), ("message-format \t a  b\tC \t # rest", "a  b\tC"), ("message-format ab#c d", "ab"),
+        ("# message-format a\n \t\r\n\n  # message-format b\n  message-format c", "c"), ("message-format \"a = 'b'", "\"a = 'b'"),
+        ("message-format 1\nmessage-format 2", "1"), ("message-format\n  # between\n\tjson x", "json x"), ("message-format \u00e4", "\u00e4"),
+        ("message-format a\n \t b\n\tc\nl d", "a b c"), ("message-format a\n  # no\n# no\n b", "a b"), ("message-format a\n \t\n l b", "a"),
+        ("message-format a # no\n b\nl c", "a"), ("message-format a\r\n b\r\nl c\r\n", "a\r b"),
+        ("\f\nmessage-format a\n\f\n b\n\v\nl c", "a \f b"), ("message-format a\0 b\n c\nl d", "a"))],
+    ("l x\0\nmessage-format b", "Unknown message-format specified in config file: b"),
     # Positional words of a forwarder.
     *[refused("forwarder", *row) for row in (
         ("", "Invalid protocol"), ("tcp 127.0.0.1 6000", "Invalid protocol"), ("unix /a", "Invalid protocol"), ("ipv4", "Invalid host"),
