@@ -32,8 +32,9 @@ def check(home, lines, *options):
     config = pathlib.Path(home, "w.conf")
     config.write_bytes("\n".join([*quiet, *lines, ""]).encode("latin-1"))
     status, out, err = call("check", *options, str(config))
-    assert re.sub("==.*AddressSanitizer failed to allocate.*\n", "", err.decode() if isinstance(err, bytes) else err) == ""
-    return status, [line.removeprefix(f"{config}:") for line in out.decode().splitlines()]
+    assert re.sub("==.*Sanitizer failed to allocate.*\n", "", err.decode() if isinstance(err, bytes) else err) == ""
+    out = out.decode().replace("in 9 days", "in 8 days")  # of certificates made within this second
+    return status, [line.removeprefix(f"{config}:") for line in out.splitlines()]
 
 
 IDLE = "a connection without events is closed after {} seconds; keepalive={} makes it an hour"
