@@ -22,6 +22,7 @@ NO_CONTENT_TYPE = "Expected content type of protobuf:dnstap.Dnstap but did not g
 CUT = "recv() failed: socket closed"
 SILENT = "recv() failed: wait() timed out"
 RING = 300000
+PAST, BOUNDS = " runs past the end of a control frame of {} bytes", " is out of bounds for data of {} bytes"
 
 # What a peer sends, cut into writes; what it does then; what its receiver dies of.
 RECEIVER = {
@@ -35,7 +36,17 @@ RECEIVER = {
     "another protocol": ([b"GET / HTTP/1.1\r\n\r\n"], "", "Expected control message preamble of 0 but got 1195725856"),
     "a control frame past the limit": ([wire.word(0, 65537)], "", "Control frame length 65537 is larger than the configured limit 65536"),
     "START of another content type": ([wire.control(2, b"protobuf:dnstap.DnstaP")], "", NO_CONTENT_TYPE),
-    "a field that is cut off": ([wire.word(0, 6, 2) + b"\0\0"], "", "Read uint32_t failed: Offset 4 + 4 is out of bounds for data of 6 bytes"),
+    "half a START": ([START[:20]], "close", CUT),
+    "a control frame without a type": ([wire.word(0, 3)], "", "Expected control message length of at least 4 bytes but got 3"),
+    "START without content type": ([wire.word(0, 4, 2)], "", NO_CONTENT_TYPE),
+    "START of half a content type": ([wire.word(0, 13, 2, 1, 1) + b"p"], "", NO_CONTENT_TYPE),
+    "an unknown field past the end": ([wire.word(0, 13, 2, 2, 22) + b"p"], "", NO_CONTENT_TYPE),
+    "a content type past the end that starts wrong": ([wire.word(0, 13, 2, 1, 22) + b"q"], "", NO_CONTENT_TYPE),
+    "a content type past the end": ([wire.word(0, 13, 2, 1, 22) + b"p"], "", "Control field of 22 bytes at offset 12" + PAST.format(13)),
+    "a field that leads back to itself": ([wire.word(0, 12, 2, 2, 2**32 - 8)], "",
+                                          "Control field of 4294967288 bytes at offset 12" + PAST.format(12)),
+    "a field that wraps around": ([wire.word(0, 12, 2, 2, 2**32 - 1)], "", "Read uint32_t failed: Offset 11 + 4" + BOUNDS.format(12)),
+    "a field that is cut off": ([wire.word(0, 6, 2) + b"\0\0"], "", "Read uint32_t failed: Offset 4 + 4" + BOUNDS.format(6)),
     "STOP first": ([wire.control(3, wire.CONTENT_TYPE)], "", "Unexpected control message type 3"),
     "READY twice": ([READY, READY], "", "Unexpected control message type 4"),
     "START in the data": ([START, wire.frame(b"a"), START], "", "Unexpected control message type 2"),
@@ -86,7 +97,8 @@ def test_a_peer_that_breaks_the_rules_loses_its_own_connection(case, receivers):
     [bytes([b]) for b in START + wire.frame(b"a") + wire.control(3)],
     [START + wire.frame(b"a" * 262144) + wire.control(3, b"what", b"ever")],
     [wire.word(0, 65536, 2, 7, 65536 - 42) + bytes(65536 - 42) + START[12:] + wire.control(3)],
-], ids=["byte by byte", "the longest frame", "the longest control frame"])
+    [wire.control(2, b"abc", wire.CONTENT_TYPE), wire.word(0, 7, 3) + b"\xff\xff\xff"],
+], ids=["byte by byte", "the longest frame", "the longest control frame", "more fields"])
 def test_a_peer_that_keeps_the_rules_in_its_own_way_is_served(pieces, receivers):
     failures = receivers[0].find("Process loop failed")
     peer = Sender(receivers[0].address(), hello=False)

@@ -67,50 +67,6 @@ TEST(FstrmSocket, OpensAndEndsAStreamAsItsSender) {
   }
 }
 
-TEST(FstrmSocket, ReadsControlFrames) {
-  const std::string overrun = " runs past the end of a control frame of ";
-  const std::tuple<const char*, bool, bool, std::string, uint32_t, std::string> cases[] = {
-      {"content type", true, true, ready, 4, ""},
-      {"escape read before", false, false, stop.substr(8), 3, ""},
-      {"fields of no interest", true, false, "00000000 00000007 00000003 ffffff", 3, ""},
-      {"content type second", true, true, "00000000 0000002d 00000001 00000001 00000003 616263" + field, 1, ""},
-      {"content type behind unknown", true, true, "00000000 0000002b 00000001 00000007 00000001 00" + field, 1, ""},
-      {"no escape", true, false, "00000001", 0, "Expected control message preamble of 0 but got 1"},
-      {"short", true, false, "00000000 00000003", 0, "Expected control message length of at least 4 bytes but got 3"},
-      {"at the limit", true, false, "00000000 00000030 00000005" + std::string(88, '0'), 5, ""},
-      {"above", true, false, "00000000 00000031", 0, "Control frame length 49 is larger than the configured limit 48"},
-      {"no field", true, true, "00000000 00000004 00000004", 0, missing},
-      {"other content type", true, true, "00000000 0000000d 00000004 00000001 00000001 61", 0, missing},
-      {"field head cut off", true, true, "00000000 0000000b 00000004 00000001 000000", 0,
-       "Read uint32_t failed: Offset 8 + 4 is out of bounds for data of 11 bytes"},
-      {"unknown beyond the end", true, true, "00000000 0000000d 00000004 00000002 00000016 70", 0, missing},
-      {"other beyond the end", true, true, "00000000 0000000d 00000004 00000001 00000016 71", 0, missing},
-      {"content type beyond the end", true, true, "00000000 0000000d 00000004 00000001 00000016 70", 0,
-       "Control field of 22 bytes at offset 12" + overrun + "13 bytes"},
-      {"field that leads back to itself", true, true, "00000000 0000000c 00000004 00000002 fffffff8", 0,
-       "Control field of 4294967288 bytes at offset 12" + overrun + "12 bytes"},
-      {"offset that wraps around", true, true, "00000000 0000000c 00000004 00000002 ffffffff", 0,
-       "Read uint32_t failed: Offset 11 + 4 is out of bounds for data of 12 bytes"},
-  };
-  FstrmSocketConfig config;
-  config.controlFrameMaxSize = 48;
-  for (const auto& [name, readEscape, expectContentType, hex, type, failure] : cases) {
-    SCOPED_TRACE(name);
-    Wire wire(config, unhex(hex));
-    uint32_t read = 0;
-    const auto action = [&, first = readEscape, second = expectContentType] {
-      read = wire.fstrm.readcontrol(first, second);
-    };
-    EXPECT_EQ(failure, failureOf(action));
-    EXPECT_EQ(type, read);
-  }
-  for (auto bytes = unhex(ready); !bytes.empty();) {
-    bytes.pop_back();
-    Wire wire(config, bytes);
-    EXPECT_EQ(closed, failureOf([&] { wire.fstrm.readcontrol(true, true); })) << bytes.size();
-  }
-}
-
 TEST(FstrmSocket, TakesNoMemoryForBytesThatDoNotArriveAndReadsNothingAheadOverTls) {
   Wire wire({}, unhex("0102")), secured({}, unhex("00000001 61"), true);
   Bytes out;
