@@ -2,16 +2,13 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 
 #include <csignal>
-#include <filesystem>
 #include <thread>
 
 #include "support/bytes.h"
@@ -72,42 +69,6 @@ TEST(Socket, NamesWhatEndsAConnectionAndTimesOutAfterWholeSeconds) {
     EXPECT_EQ(peer == +ahead ? 2U : 0U, socket.readsize());
     EXPECT_TRUE(timeout != 0 || test::pending(pair.theirs).empty());
   }
-}
-
-TEST(Socket, ListensOnPathsAndLiteralAddresses) {
-  const std::string folder = testing::TempDir() + "Socket_test." + std::to_string(::getpid()), path = folder + "/stale";
-  std::filesystem::create_directory(folder);
-  const test::TcpPair taken;
-  const std::string own = ::getgrgid(::getgid())->gr_name, bad = " address failed: Success";
-  const std::tuple<bool, bool, std::string, std::string, std::string> cases[] = {
-      {true, false, path, own, ""},
-      {true, false, path, own, ""},  // over the file that the first left
-      {true, false, folder + "/none/x", own, "bind() failed: No such file or directory"},
-      {true, false, folder, own, "unlink(" + folder + " failed: Is a directory"},
-      {true, false, path + "/x", own, "stat64(" + path + "/x) failed: Not a directory"},
-      {true, false, path, "no-such-group", "getgrnam(no-such-group) failed: Success"},  // and leaves the file
-      {false, false, "::1", "", "Parse IPv4" + bad},
-      {false, true, "127.0.0.1", "", "Parse IPv6" + bad},
-      {false, false, "127.0.0.1", "", "bind() failed: Address already in use"},
-  };
-  for (const auto& [useUnix, useIpv6, where, group, failure] : cases) {
-    SocketConfig config = taken.config;
-    config.useUnix = useUnix, config.useIpv6 = useIpv6;
-    config.path = config.host = where;
-    config.group = group, config.mode = 0640;
-    Socket socket(7, config), client(8, config);
-    errno = EPERM;  // of an earlier failure, which must not show
-    CaptureStdout();
-    EXPECT_EQ(failure, failureOf([&] { socket.listen(); }));
-    if (failure.empty()) client.connect();
-    const std::string log =
-        "[INFO] Socket[7]: Listening on " + path + "\n[INFO] Socket[8]: Connected to " + path + "\n";
-    EXPECT_EQ(failure.empty() ? log : "", GetCapturedStdout());
-    struct stat status {};
-    EXPECT_EQ(0, ::stat(path.c_str(), &status));
-    EXPECT_TRUE(!failure.empty() || status.st_mode == (S_IFSOCK | 0640U));
-  }
-  std::filesystem::remove_all(folder);
 }
 
 TEST(Socket, SetsUpBothEndsAndKnowsItsPeer) {

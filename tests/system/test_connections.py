@@ -5,13 +5,14 @@ import os
 import re
 import socket
 import ssl
+import stat
 import time
 
 import pytest
 
 from support import wire
 from support.certs import certs  # noqa: F401
-from support.daemon import UNIX, Daemon, ends_cleanly  # noqa: F401
+from support.daemon import UNIX, Daemon, ends_cleanly, new_home  # noqa: F401
 from support.model import Model
 from support.peers import Collector, Sender, free_port
 from support.traffic import Traffic
@@ -137,14 +138,21 @@ def test_max_connections():
 def test_a_listener_that_cannot_listen_tries_again():
     """Each failure costs that listener three seconds and nobody else anything."""
     busy = socket.create_server(("127.0.0.1", 0))
-    port = busy.getsockname()[1]
-    with Daemon(UNIX.replace("dnstap.sock", "later/x.sock"), f"listener ipv4 127.0.0.1 {port}", "listener unix a.sock group=nosuchgroup",
-                "listener ipv4 localhost 6000", f"listener ipv4 ::1 {free_port()}", UNIX) as daemon:
+    port, home = busy.getsockname()[1], new_home({"dnstap.sock": b"in the way, as after a crash"})
+    os.mkdir(home.name + "/folder")
+    failing = [(UNIX.replace("dnstap.sock", "later/x.sock"), "bind() failed: No such file or directory"),
+               (f"listener ipv4 127.0.0.1 {port}", "bind() failed: Address already in use"),
+               ("listener unix a.sock group=nosuchgroup", "getgrnam(nosuchgroup) failed: Success"),
+               ("listener ipv4 localhost 6000", "Parse IPv4 address failed: Success"),
+               ("listener ipv6 127.0.0.1 6000", "Parse IPv6 address failed: Success"),
+               (UNIX.replace("dnstap.sock", "folder"), "unlink(folder failed: Is a directory"),
+               (UNIX.replace("dnstap.sock", "wirelark.conf/x"), "stat64(wirelark.conf/x) failed: Not a directory")]
+    with Daemon(*[line for line, _ in failing], UNIX + " mode=0640", home=home) as daemon:
         begun = time.monotonic()
-        for number, text in enumerate(("bind() failed: No such file or directory", "bind() failed: Address already in use",
-                                       "getgrnam(nosuchgroup) failed: ", "Parse IPv4 address failed: ", "Parse IPv4 address failed: ")):
-            assert daemon.wait(f"Listener{number}: ")[0].startswith(f"[ERROR] Listener{number}: Listen error: {text}")
-        daemon.wait("Socket[5]: Listening on dnstap.sock")
+        for number, (_, text) in enumerate(failing):
+            assert daemon.wait(f"Listener{number}: ")[0] == f"[ERROR] Listener{number}: Listen error: {text}"
+        daemon.wait("Socket[7]: Listening on dnstap.sock")
+        assert os.stat(daemon.address()).st_mode == stat.S_IFSOCK | 0o640
         Sender(daemon.address()).stop()
         os.mkdir(daemon.address("later"))
         busy.close()
@@ -153,7 +161,7 @@ def test_a_listener_that_cannot_listen_tries_again():
         assert 2.5 < time.monotonic() - begun < 6
         Sender(daemon.address("later/x.sock")).stop()
         Sender(("127.0.0.1", port)).stop()
-        assert [len(daemon.find(f"Listener{n}: ")) for n in (0, 1, 5)] == [1, 1, 0]
+        assert [len(daemon.find(f"Listener{n}: ")) for n in (0, 1, 7)] == [1, 1, 0]
 
 
 # How a collector spoils the opening of a dnstap stream, and the forwarder's words for it.
