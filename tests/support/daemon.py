@@ -17,7 +17,8 @@ BINARY = os.environ["WIRELARK"]
 GROUP = grp.getgrgid(os.getgid()).gr_name
 UNIX = f"listener unix dnstap.sock group={GROUP}"
 # Sanitized builds: a failed allocation is one of the cases.
-os.environ.setdefault("ASAN_OPTIONS", "allocator_may_return_null=1")
+for sanitizer in ("ASAN", "TSAN"):
+    os.environ[sanitizer + "_OPTIONS"] = os.environ.get(sanitizer + "_OPTIONS", "") + " allocator_may_return_null=1"
 STARTED = "BackgroundLogger: Starting process loop"  # a signal that comes before this line is lost
 
 
