@@ -15,10 +15,6 @@ using ns::encoding::Bytes;
 using test::failureOf;
 using test::unhex;
 
-static const std::string field = "00000001 00000016 70726f746f6275663a646e737461702e446e73746170";
-static const std::string accepted = "00000000 00000022 00000001" + field, ready = "00000000 00000022 00000004" + field;
-static const std::string start = "00000000 00000022 00000002" + field, stop = "00000000 00000004 00000003";
-static const std::string missing = "Expected content type of protobuf:dnstap.Dnstap but did not get it";
 static const std::string closed = "recv() failed: socket closed";
 
 static ns::net::tls::TlsSocketConfig tlsConfig(bool enabled) {
@@ -40,32 +36,6 @@ struct Wire {
   ns::net::tls::TlsSocket tls;
   FstrmSocket fstrm;
 };
-
-TEST(FstrmSocket, OpensAndEndsAStreamAsItsSender) {
-  const struct {
-    bool starts, bidirectional;
-    std::string reply, sent, failure;
-  } cases[] = {
-      {true, true, accepted, ready + start, ""},
-      {true, true, start, ready, "Expected ACCEPT(1) control message but got 2"},
-      {true, true, "00000000 00000004 00000001", ready, missing},
-      {true, false, "", start, ""},
-      {false, true, "00000000 0000000c 00000005 00000001 00000000", stop, ""},
-      {false, true, stop, stop, "Expected FINISH(5) control message but got 3"},
-      {false, false, "", stop, ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    FstrmSocketConfig config;
-    config.bidirectional = c.bidirectional;
-    Wire wire(config, unhex(c.reply));
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(c.failure, failureOf([&] { c.starts ? wire.fstrm.sendstart() : wire.fstrm.sendstop(); }));
-    const std::string log = c.starts && c.failure.empty() ? "[INFO] FstrmSocket[9]: Stream ready\n" : "";
-    EXPECT_EQ(log, testing::internal::GetCapturedStdout());
-    EXPECT_EQ(unhex(c.sent), test::pending(wire.pair.theirs));
-  }
-}
 
 TEST(FstrmSocket, TakesNoMemoryForBytesThatDoNotArriveAndReadsNothingAheadOverTls) {
   Wire wire({}, unhex("0102")), secured({}, unhex("00000001 61"), true);
