@@ -159,17 +159,8 @@ TEST(Socket, WaitsOnDescriptorsAbove1023AndNeverUsesZero) {
   ::close(input);
 }
 
-TEST(Socket, SendsBlocksLargerThanAllBuffersAndHoldsBackOnRequest) {
-  SocketConfig config;
-  config.sendBufferSize = 100'000;
-  test::TcpPair pair(config);
-  std::vector<unsigned char> received(bytes.size());
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 40503 >> 12);
-  std::thread sender([&] { pair.client->sendblock(bytes.data(), test::size32(bytes)); });
-  for (uint32_t at = 0; at != bytes.size();) at += pair.server->readsome(&received[at], test::size32(bytes) - at);
-  sender.join();
-  EXPECT_TRUE(bytes == received);
-
+TEST(Socket, HoldsBackOnRequest) {
+  const test::TcpPair pair;
   const auto unsent = [&](int size = -1) { return ::ioctl(pair.client->getHandle(), SIOCOUTQNSD, &size), size; };
   pair.client->sendblock(bytes.data(), 10, true);
   EXPECT_EQ(10, unsent());

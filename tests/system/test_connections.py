@@ -371,6 +371,15 @@ def test_a_peer_that_spoils_the_tls_handshake(certs):
         peer.raw(wire.frame(b"one") + wire.control(3))  # one TLS record: nothing tells the receiver of what it has decrypted
         assert daemon.wait("Connection timed out") == ["[ERROR] Receiver[1]: Process loop failed: Connection timed out"]
         peer.ended()
+        peer, large = Sender(("127.0.0.1", ports[1]), certs.context("client")), os.urandom(200000)
+        peer.raw(wire.frame(large))
+        peer.sock.settimeout(0.1)
+        with contextlib.suppress(TimeoutError):
+            peer.sock.unwrap()  # the close notification, without STOP; the answer comes when the connection ends
+        peer.sock.shutdown(socket.SHUT_WR)
+        assert daemon.wait("SSL_read") == ["[ERROR] Receiver[1]: Process loop failed: SSL_read() failed: TLS connection closed"]
+        daemon.stop()
+        assert open(daemon.address("message.queue"), "rb").read().endswith(wire.queue_file([large])[4:])  # "one" may be there or not
 
 
 def test_a_target_that_spoils_the_tls_handshake(certs):
