@@ -8,8 +8,8 @@
 #include <sys/resource.h>
 #include <sys/time.h>
 
+#include <chrono>
 #include <csignal>
-#include <thread>
 
 #include "support/bytes.h"
 #include "support/sockets.h"
