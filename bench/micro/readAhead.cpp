@@ -12,11 +12,13 @@ namespace {
 
 using namespace bench;
 
+constexpr size_t BlockSize = 65536;  // what a socket takes without a reader
+
 std::vector<unsigned char> block() {
   std::vector<unsigned char> wire;
   for (size_t i = 0;; i = (i + 1) % records().size()) {
     const auto payload = records()[i]->bytes;
-    if (wire.size() + 4 + payload.size() > ns::net::fstrm::ReadAhead::MaxSize) return wire;
+    if (wire.size() + 4 + payload.size() > BlockSize) return wire;
     for (int shift = 24; shift >= 0; shift -= 8) wire.push_back(static_cast<unsigned char>(payload.size() >> shift));
     wire.insert(wire.end(), payload.begin(), payload.end());
   }
