@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
 #include <netinet/tcp.h>
@@ -100,6 +101,19 @@ TEST(Socket, SetsUpBothEndsAndKnowsItsPeer) {
   const auto peer = Socket(1, {}, pair.ours).getRemoteEndpoint();
   EXPECT_EQ(std::tuple(true, ::getuid(), ::getgid(), ::getpid()),
             std::tuple(peer.isUnix, peer.uid, peer.gid, peer.pid));
+}
+
+TEST(Socket, ConnectsToAPath) {
+  SocketConfig config;
+  config.path = testing::TempDir() + "Socket_test." + std::to_string(::getpid());
+  config.group = ::getgrgid(::getgid())->gr_name;
+  Socket listener(7, config), client(8, config);
+  CaptureStdout();
+  listener.listen();
+  client.connect();
+  EXPECT_EQ("[INFO] Socket[7]: Listening on " + config.path + "\n[INFO] Socket[8]: Connected to " + config.path + "\n",
+            GetCapturedStdout());
+  ::unlink(config.path.c_str());
 }
 
 TEST(Socket, ConnectsByLiteralAndByName) {
