@@ -1,12 +1,15 @@
-"""Nothing is lost but by rule: whatever peers do, the frames that were sent are those sent on, dropped, queued and refused,
-and those that `drop` abandoned. With WIRELARK_SOAK the counts are those of a long run."""
+"""Nothing is lost but by rule: whatever peers do, the frames that were sent are those sent on, dropped, queued, refused
+and skipped, and those that `drop` abandoned. With WIRELARK_SOAK the counts are those of a long run."""
 
 import collections
+import contextlib
 import os
 import pathlib
 import random
+import resource
 import signal
 import socket
+import ssl
 import subprocess
 import threading
 import time
@@ -14,10 +17,14 @@ import time
 import pytest
 
 from support import wire
-from support.daemon import UNIX, Daemon, ends_cleanly  # noqa: F401
-from support.peers import Collector, Sender, connected
+from support.certs import certs  # noqa: F401
+from support.daemon import UNIX, Daemon, ends_cleanly, new_home  # noqa: F401
+from support.model import Model
+from support.peers import Collector, Sender, Stream, connected, free_port, same
+from support.traffic import Traffic
 
-RUNS = 200 if "WIRELARK_SOAK" in os.environ else 20
+RUNS, VISITS = (200, 10000) if "WIRELARK_SOAK" in os.environ else (20, 2000)
+HELLO, STOP = wire.control(wire.READY, wire.CONTENT_TYPE), wire.control(wire.STOP)
 START = wire.control(wire.START, wire.CONTENT_TYPE)
 EACH_SECOND = "metrics-interval 1"
 BATCH = 10
@@ -27,7 +34,7 @@ def numbered(count, size=200):
     return [wire.Record((b"%08d" % n).ljust(size, b".")) for n in range(count)]
 
 
-def balanced(daemon, frames, queued, abandoned=0):
+def balanced(daemon, frames, queued, abandoned=0, skipped=0):
     """Waits for a quiet second in which the sum is right, and gives its figures."""
     for _ in range(30):
         last = daemon.next_report()["queue"][0]
@@ -40,16 +47,17 @@ def balanced(daemon, frames, queued, abandoned=0):
         again = sum(int(line.split()[3]) for line in daemon.find("previous events back"))
         left, gone = last["eventsQueued"], total["eventsSent"] - again + total["eventsDropped"] + total["dnstapErrors"]
         quiet = last["eventsProcessed"] == last["eventsDropped"] == 0
-        if quiet and frames == gone + left + abandoned and queued == left:
-            return
+        if quiet and frames == gone + left + skipped + abandoned and queued == left:
+            return total
     raise AssertionError(f"{frames} frames, but {total}, {left} queued, {again} twice:\n" + "\n".join(daemon.lines[-30:]))
 
 
 def drained(stream):
     """A thread that reads a stream to its end, so that a daemon is never held up."""
     def drain():
-        while not stream.closed:
-            stream.fill(5)
+        with contextlib.suppress(ssl.SSLError):  # of a daemon that was killed
+            while not stream.closed:
+                stream.fill(5)
 
     thread = threading.Thread(target=drain, daemon=True)
     thread.start()
@@ -153,6 +161,124 @@ def test_what_an_end_of_the_daemon_costs(end, lost):
         assert daemon.next_report()["queue"][0]["eventsQueued"] == 30 - lost
 
 
+def tls_until(limit, sock, context, server=False, payloads=(), end="close", before=lambda: None):
+    """Sends no more than the first `limit` bytes of a TLS side that goes on with `payloads`, each in a TLS record, and
+    breaks off. Returns how many payloads went out whole."""
+    into, out, sent, whole = ssl.MemoryBIO(), ssl.MemoryBIO(), 0, -1
+    tls = context.wrap_bio(into, out, server_side=server, server_hostname=None if server else "127.0.0.1")
+    steps = [tls.do_handshake, *[lambda p=p: tls.write(p) for p in payloads]]
+    sock.settimeout(10)
+    while steps and sent <= limit:
+        try:
+            steps[0]()
+            steps.pop(0)
+            done = True
+        except ssl.SSLWantReadError:
+            done = False
+        flight = out.read()
+        sock.sendall(flight[:limit - sent])
+        sent += len(flight)
+        whole += done and sent <= limit
+        if not done and sent <= limit:
+            into.write(sock.recv(65536))
+    stream = Stream(sock)
+    before()
+    if end == "reset":
+        stream.reset()
+    else:
+        sock.shutdown(socket.SHUT_WR)
+        stream.until(lambda: stream.closed)
+        sock.close()
+    return max(whole, 0)
+
+
+def test_tls_clients_that_break_off_anywhere(certs):
+    """At each of many bytes of the handshake and of the stream behind it: the frames that were whole before count."""
+    port, sent, served = free_port(), 0, 0
+    payloads = [START, *map(wire.frame, numbered(5)), STOP]
+    with Daemon(f"listener ipv4 127.0.0.1 {port}" + certs.options("server", "listener"), EACH_SECOND,
+                env=os.environ | {"SSL_CERT_FILE": "/dev/null"}) as daemon:  # else each connection reads the system's authorities
+        for end, places in (("close", range(0, 4000, 97)), ("reset", range(0, 1000, 97))):
+            for place in places:
+                served += 1
+                # Not before its address was read: see test_traps.py for what a reset does then.
+                whole = tls_until(place, connected(socket.AF_INET, ("127.0.0.1", port)), certs.context("client"), payloads=payloads,
+                                  end=end, before=lambda: daemon.wait("Handling connection from", served))
+                sent += min(max(whole - 1, 0), 5)
+        assert sent > 50
+        daemon.wait("Is finished", served)
+        balanced(daemon, sent, queued=sent)
+
+
+def test_tls_collectors_that_break_off_anywhere(certs):
+    """The same on the other side: what is queued goes out when the forwarder comes again after its pause."""
+    places, records, context = (0, 1, 5, 6, 100, 700, 10**6), numbered(50), certs.context("server", server=True, verify=False)
+    targets = [Collector() for _ in places]
+    with Daemon(UNIX, *[f"forwarder ipv4 127.0.0.1 {t.port} tls=on tls-validate=off" for t in targets], EACH_SECOND,
+                "message-format dnstap") as daemon:
+        for number, (target, place) in enumerate(zip(targets, places)):
+            tls_until(place, target.accept().sock, context, True, end=("close", "reset")[number % 2])
+            target.tls = context
+        daemon.wait("Connection error", len(places))
+        streams = [target.accept("bidirectional") for target in targets]
+        drains = [drained(stream) for stream in streams]
+        Sender(daemon.address()).send(*records)
+        balanced(daemon, len(records), queued=0)
+        daemon.process.kill()
+        for drain in drains:
+            drain.join(20)
+        assert sorted(frame for stream in streams for frame in frames(stream)) == records
+
+
+def test_crowds_of_clients():
+    """Thousands that come and go, more than are let in, and one that sends a byte at a time."""
+    limits = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (limits[1], limits[1]))  # the daemon inherits it
+    most = 1500 if limits[1] > 4000 else 300
+    with Daemon(UNIX + f" max-connections={most - 100} read-timeout=60", UNIX.replace("dnstap", "other"), EACH_SECOND) as daemon:
+        trickle = connected(socket.AF_UNIX, daemon.address("other.sock"))
+        for byte in (START + b"".join(map(wire.frame, numbered(3))))[:-1]:
+            trickle.send(bytes([byte]))
+        trickle.close()
+        for _ in range(VISITS):
+            connected(socket.AF_UNIX, daemon.address("other.sock")).close()
+        daemon.wait("Listener[1]: Receiver", 1 + VISITS, 60)
+        crowd, taken = [Stream(connected(socket.AF_UNIX, daemon.address())) for _ in range(most)], []
+        for stream in crowd:
+            with contextlib.suppress(BrokenPipeError, ConnectionResetError):  # turned away
+                stream.raw(HELLO)
+                stream.until(lambda: stream.closed or stream.data)
+                taken += [stream] if stream.data else []
+        assert len(taken) == most - 100
+        for stream in taken:
+            stream.raw(START, wire.frame(b"from a crowd"), STOP)
+        for stream in taken:
+            stream.until(lambda: stream.closed)
+        balanced(daemon, 2 + len(taken), queued=2 + len(taken))
+        report = daemon.next_report()
+        assert [r["activeReceivers"] for r in report["listener"]] == [0, 0] and report["listener"][0]["peakReceivers"] == most - 100
+
+
+def test_what_is_skipped_and_what_is_broken_is_told_apart():
+    """Text: records without a message are skipped in silence, broken ones are counted, and a ring far too small drops."""
+    records, model = Traffic(9).records(60) * 5, Model()
+    skipped = sum(not model([r]) for r in records)
+    collector = Collector()
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", EACH_SECOND) as daemon:
+        stream = collector.accept()
+        drain = drained(stream)
+        Sender(daemon.address()).send(*[r for record in records for r in (record, wire.NUDGE, b"\x0f broken", record[:-3])])
+        total = balanced(daemon, 4 * len(records), skipped=skipped + len(records), queued=0)
+        assert (total["eventsSent"], total["dnstapErrors"]) == (len(records) - skipped, 2 * len(records))
+        model.pid = daemon.pid
+        daemon.stop()
+        drain.join(10)
+        same(bytes(stream.data), model(records))
+    with Daemon(UNIX, "message-queue-size 5000", EACH_SECOND) as daemon:
+        Sender(daemon.address()).send(*numbered(20000))
+        assert balanced(daemon, 20000, queued=5000 // 203)["eventsDropped"] == 20000 - 5000 // 203
+
+
 def test_clients_that_are_cut_off_or_send_anything():
     """Frames that were whole count, and nothing else does."""
     stream, noise = START + b"".join(map(wire.frame, numbered(2))), random.Random(4)
@@ -216,3 +342,22 @@ def test_a_stop_at_any_moment():
     for seed, took, last, checked, whole, ordered, sent, kept in results:
         assert (last, checked, whole, ordered) == ("[INFO] Stopped", 0, True, True) and took < 8, results
     assert any(r[6] for r in results) and any(r[7] for r in results)
+
+
+@pytest.mark.skipif(os.getuid() != 0, reason="only root may mount a small disk")
+def test_a_disk_that_is_full_at_the_stop():
+    """The failure is told, and neither an older file nor the next start is harmed by what could not be written."""
+    home = new_home()
+    disk = home.name + "/disk"
+    os.mkdir(disk)
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "wirelark-test", disk], capture_output=True).returncode:
+        pytest.skip("mount is not allowed here")
+    try:
+        with Daemon(UNIX, "message-queue-filename disk/q", EACH_SECOND, home=home) as daemon:
+            Sender(daemon.address()).send(*numbered(2000))
+            balanced(daemon, 2000, queued=2000)
+            log = daemon.stop()
+        assert log[-1].startswith("[ERROR] Run failed: Write next event to disk/q.tmp failed: No space left on device")
+        assert os.listdir(disk) == []
+    finally:
+        subprocess.run(["umount", "-l", disk], check=True)
