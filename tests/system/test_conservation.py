@@ -225,6 +225,7 @@ def test_tls_collectors_that_break_off_anywhere(certs):
         Sender(daemon.address()).send(*records)
         balanced(daemon, len(records), queued=0)
         daemon.process.kill()
+        daemon.process.wait(20)
         for drain in drains:
             drain.join(20)
         assert sorted(frame for stream in streams for frame in frames(stream)) == records
