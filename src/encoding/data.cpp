@@ -5,6 +5,8 @@
 #include <bit>
 #include <string>
 
+#include "encoding/words.h"
+
 namespace ns::encoding::data {
 
 void failRead(const char* type, uint32_t width, uint32_t length, uint32_t offset) {
@@ -61,19 +63,23 @@ static size_t countDigits(uint64_t value) {
   return guess + (value >= PowersOfTen[guess] ? 1 : 0);
 }
 
+/// The eight decimal digits of a value below 10^8 as text: halves, quarters and then digits are split all at once.
+static uint64_t eightDigits(uint64_t value) {
+  uint64_t word = value / 10000 | value % 10000 << 32;
+  const uint64_t hundreds = word * 10486 >> 20 & 0x0000007F0000007F;  // a hundredth of each, exact below 10000
+  word = hundreds | (word - 100 * hundreds) << 16;
+  const uint64_t tens = word * 103 >> 10 & 0x000F000F000F000F;  // a tenth of each, exact below 100
+  return (tens | (word - 10 * tens) << 8) + everyByte('0');
+}
+
 unsigned char* writeUint(unsigned char* out, uint64_t value) {
-  if (value < 10) {
-    *out = static_cast<unsigned char>('0' + value);
-    return out + 1;
+  if (value < 100000000) [[likely]] {  // no branch on the number of digits, which nothing foretells
+    const size_t digits = countDigits(value | 1);
+    storeWord(out, eightDigits(value) >> (64 - 8 * digits));
+    return out + digits;
   }
   unsigned char* const end = out + countDigits(value);
-  unsigned char* first = end;  // stored from the back
-  for (; value >= 100; value /= 100) writeTwoDigits(first -= 2, value % 100);
-  if (value >= 10) {
-    writeTwoDigits(first - 2, value);
-  } else {
-    first[-1] = static_cast<unsigned char>('0' + value);
-  }
+  for (unsigned char* first = end; first != out; value /= 10) *--first = static_cast<unsigned char>('0' + value % 10);
   return end;
 }
 
@@ -82,21 +88,16 @@ void formatUint(Bytes& buffer, uint64_t value) {
   cut(buffer, writeUint(out, value));
 }
 
-static constexpr uint64_t everyByte(uint64_t value) { return 0x0101010101010101U * value; }
-
 /// Eight bytes at once: each sum sets the high bit of the bytes from some value on and does not reach into the next.
 static void lowercaseWord(unsigned char* out, const unsigned char* data) {
-  uint64_t word;
-  std::memcpy(&word, data, sizeof(word));
+  const uint64_t word = loadWord(data);
   const uint64_t low = word & everyByte(0x7F);
   const uint64_t fromA = low + everyByte(0x80 - 'A');
   const uint64_t pastZ = low + everyByte(0x80 - 'Z' - 1);
-  word += (fromA & ~pastZ & ~word & everyByte(0x80)) >> 2;
-  std::memcpy(out, &word, sizeof(word));
+  storeWord(out, word + ((fromA & ~pastZ & ~word & everyByte(0x80)) >> 2));
 }
 
-void lowercase(Bytes& buffer, const unsigned char* data, uint32_t length) {
-  unsigned char* const out = grow(buffer, length);
+unsigned char* writeLowercase(unsigned char* out, const unsigned char* data, uint32_t length) {
   if (length >= 8) {
     for (uint32_t i = 0; i + 8 <= length; i += 8) lowercaseWord(out + i, data + i);
     lowercaseWord(out + length - 8, data + length - 8);  // the last ones, some of them once more
@@ -104,6 +105,11 @@ void lowercase(Bytes& buffer, const unsigned char* data, uint32_t length) {
     for (uint32_t i = 0; i < length; ++i)
       out[i] = static_cast<unsigned char>(data[i] + (data[i] >= 'A' && data[i] <= 'Z' ? 32 : 0));
   }
+  return out + length;
+}
+
+void lowercase(Bytes& buffer, const unsigned char* data, uint32_t length) {
+  writeLowercase(grow(buffer, length), data, length);
 }
 
 static bool isBlank(unsigned char byte) { return byte == '\t' || byte == '\n' || byte == '\r' || byte == ' '; }

@@ -140,7 +140,10 @@ inline void formatChars(Bytes& buffer, std::string_view text) {
 /// Appends the decimal digits of `value`, without sign, padding or separators.
 void formatUint(Bytes& buffer, uint64_t value);
 
-/// Appends a copy of the bytes in which A to Z, and no other byte, are turned into a to z.
+/// Writes a copy of the bytes at `out` in which A to Z, and no other byte, are turned into a to z. Returns its end.
+unsigned char* writeLowercase(unsigned char* out, const unsigned char* data, uint32_t length);
+
+/// Appends such a copy of the bytes.
 void lowercase(Bytes& buffer, const unsigned char* data, uint32_t length);
 
 /// Removes tabs, line feeds, carriage returns and blanks from both ends of `buffer`.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -42,44 +43,56 @@ unsigned char* writeIpv4(unsigned char* out, const unsigned char* address) {
 
 /// Some of the eight groups of an IPv6 address: those from `begin` on, before `end`.
 struct Run {
-  size_t begin = 8;
-  size_t end = 8;
+  uint8_t begin;
+  uint8_t end;
 };
 
-/// The first of the longest runs of at least two zero groups, or an empty one.
-static Run findZeros(const std::array<uint16_t, 8>& groups) {
-  Run longest;
-  for (size_t begin = 0; begin < 8; ++begin) {
-    size_t end = begin;
-    while (end < 8 && groups[end] == 0) ++end;
-    if (end - begin >= 2 && end - begin > longest.end - longest.begin) longest = {begin, end};
-    if (end > begin) begin = end;  // the group there is not 0
+/// For each set of zero groups, bit i for group i, the first of the longest runs of at least two, or an empty one.
+static constexpr auto Runs = [] {
+  std::array<Run, 256> runs{};
+  for (uint32_t zeros = 0; zeros < 256; ++zeros) {
+    Run longest{8, 8};
+    for (uint8_t begin = 0; begin < 8; ++begin) {
+      uint8_t end = begin;
+      while (end < 8 && (zeros >> end & 1) != 0) ++end;
+      if (end - begin >= 2 && end - begin > longest.end - longest.begin) longest = {begin, end};
+    }
+    runs[zeros] = longest;
   }
-  return longest;
-}
+  return runs;
+}();
 
-static unsigned char* writeGroup(unsigned char* out, uint32_t group) {
-  if (group >= 0x1000) *out++ = static_cast<unsigned char>(hex::HexCharsLower[group >> 12]);
-  if (group >= 0x100) *out++ = static_cast<unsigned char>(hex::HexCharsLower[group >> 8 & 15]);
-  if (group >= 0x10) *out++ = static_cast<unsigned char>(hex::HexCharsLower[group >> 4 & 15]);
-  *out++ = static_cast<unsigned char>(hex::HexCharsLower[group & 15]);
-  return out;
+/// The two digits of a byte, the first of them in the low half.
+static constexpr auto HexPairs = [] {
+  std::array<uint16_t, 256> pairs{};
+  for (size_t i = 0; i < 256; ++i)
+    pairs[i] = static_cast<uint16_t>(hex::HexCharsLower[i >> 4] | hex::HexCharsLower[i & 15] << 8);
+  return pairs;
+}();
+
+/// Without a branch on the number of digits, which nothing foretells: all four are shifted to where the first belongs.
+static unsigned char* writeGroup(unsigned char* out, const unsigned char* group) {
+  const auto missing = static_cast<uint32_t>(std::countl_zero(data::loadUint16(group)) / 4);
+  const uint32_t dropped = missing - missing / 4;  // one digit stays of a zero
+  const uint32_t digits = (uint32_t{HexPairs[group[0]]} | uint32_t{HexPairs[group[1]]} << 16) >> (8 * dropped);
+  for (uint32_t i = 0; i < 4; ++i) out[i] = static_cast<unsigned char>(digits >> (8 * i));  // one plain store
+  return out + 4 - dropped;
 }
 
 unsigned char* writeIpv6(unsigned char* out, const unsigned char* address) {
-  std::array<uint16_t, 8> groups;
-  for (size_t i = 0; i < 8; ++i) groups[i] = data::loadUint16(address + 2 * i);
-  const Run zeros = findZeros(groups);
-  for (size_t i = 0; i < 8; ++i) {
-    if (i == zeros.begin) {
+  uint32_t zeros = 0;
+  for (uint32_t i = 0; i < 8; ++i) zeros |= static_cast<uint32_t>(data::loadUint16(address + 2 * i) == 0) << i;
+  const Run run = Runs[zeros];
+  for (uint32_t i = 0; i < 8; ++i) {
+    if (i == run.begin) {
       *out++ = ':';
       *out++ = ':';
-      i = zeros.end;
+      i = run.end;
       if (i == 8) break;
     } else if (i != 0) {
       *out++ = ':';
     }
-    out = writeGroup(out, groups[i]);
+    out = writeGroup(out, address + 2 * i);
   }
   return out;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "encoding/data.h"
+#include "encoding/words.h"
 
 namespace ns::encoding::json {
 
@@ -19,8 +20,6 @@ static constexpr auto Escapes = [] {
   return escapes;
 }();
 
-static constexpr uint64_t everyByte(unsigned char value) { return 0x0101010101010101U * value; }
-
 /// Whether one of eight bytes may need an escape; the control characters up to 13 that need none are taken in, too.
 /// Subtracting n from each byte at once sets the high bit of one below n. A borrow can do so only above such a byte,
 /// so the answer for the word is right.
@@ -30,12 +29,6 @@ static bool mayNeedEscape(uint64_t word) {
   const uint64_t slash = (word ^ everyByte('/')) - everyByte(1);
   const uint64_t backslash = (word ^ everyByte('\\')) - everyByte(1);
   return ((control | quote | slash | backslash) & ~word & everyByte(0x80)) != 0;
-}
-
-static uint64_t load(const unsigned char* data) {
-  uint64_t word;
-  std::memcpy(&word, data, sizeof(word));
-  return word;
 }
 
 /// Without a branch on the byte: base64 text and paths have slashes at random.
@@ -53,15 +46,15 @@ unsigned char* writeJsonStr(unsigned char* out, const unsigned char* data, uint3
   const unsigned char* const end = data + length;
   *out++ = '"';
   for (; end - data >= 8; data += 8) {
-    const uint64_t word = load(data);
+    const uint64_t word = loadWord(data);
     if (mayNeedEscape(word)) [[unlikely]] {
       out = writeBytewise(out, data, data + 8);
     } else {
-      std::memcpy(out, &word, 8);
+      storeWord(out, word);
       out += 8;
     }
   }
-  if (length >= 8 && data != end && !mayNeedEscape(load(end - 8))) {
+  if (length >= 8 && data != end && !mayNeedEscape(loadWord(end - 8))) {
     // The last eight bytes at once. Those of them that are written already stand in `out` as they are.
     std::memcpy(out - (8 - (end - data)), end - 8, 8);
     out += end - data;

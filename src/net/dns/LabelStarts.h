@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstdint>
 
-#include "net/dns/words.h"
+#include "encoding/words.h"
 
 namespace ns::net::dns {
 
@@ -47,9 +47,9 @@ class LabelStarts {
   }
 
   void addDots(uint32_t at) {
-    const uint64_t word = loadWord(name + at);
+    const uint64_t word = encoding::loadWord(name + at);
     // Gathers the high bits of the eight bytes in the top byte.
-    dots |= (equalBytes(word, '.') & ~word) * 0x0002040810204081U >> 56 << (at - windowStart);
+    dots |= (encoding::equalBytes(word, '.') & ~word) * 0x0002040810204081U >> 56 << (at - windowStart);
   }
 
   const unsigned char* const name;

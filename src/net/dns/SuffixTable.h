@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "net/dns/words.h"
+#include "encoding/words.h"
 
 namespace ns::net::dns {
 
@@ -24,11 +24,11 @@ class SuffixTable {
   /// The hash of the tail of `name` that begins at `start`, where the one that begins at the next label, at `next`, has
   /// the hash `hash`; that of the empty tail is 0.
   static uint64_t addLabel(uint64_t hash, const unsigned char* name, uint32_t start, uint32_t next) {
-    for (; next - start >= 8; start += 8) hash = mix(hash, loadWord(name + start));
+    for (; next - start >= 8; start += 8) hash = mix(hash, encoding::loadWord(name + start));
     if (start == next) return hash;
     uint64_t rest = 0;
     if (next >= 8) [[likely]] {
-      rest = loadWord(name + next - 8) >> (64 - 8 * (next - start));
+      rest = encoding::loadWord(name + next - 8) >> (64 - 8 * (next - start));
     } else {
       for (; next != start; --next) rest = rest << 8 | name[next - 1];
     }

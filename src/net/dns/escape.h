@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "net/dns/words.h"
+#include "encoding/words.h"
 
 // Bytes as DNS presentation text (RFC 1035, 5.1): 32 to 126 as they are, `"` and `\` behind a backslash, all others as
 // a backslash and three decimal digits.
@@ -14,11 +14,11 @@ constexpr size_t escapedRoom(size_t length) { return 4 * length + 8; }
 
 /// The high bit of each byte that does not stand for itself in presentation text.
 constexpr uint64_t specialBytes(uint64_t word) {
-  const uint64_t low = word & everyByte(0x7F);
-  const uint64_t fromBlank = low + everyByte(0x80 - ' ');  // high bit set from the blank up
-  const uint64_t delOrHigh = (low + everyByte(1)) | word;  // high bit set for 127 and from 128 up
-  return (~fromBlank & everyByte(0x80)) | (delOrHigh & everyByte(0x80)) | equalBytes(word, '"') |
-         equalBytes(word, '\\');
+  const uint64_t low = word & encoding::everyByte(0x7F);
+  const uint64_t fromBlank = low + encoding::everyByte(0x80 - ' ');  // high bit set from the blank up
+  const uint64_t delOrHigh = (low + encoding::everyByte(1)) | word;  // high bit set for 127 and from 128 up
+  return (~fromBlank & encoding::everyByte(0x80)) | (delOrHigh & encoding::everyByte(0x80)) |
+         encoding::equalBytes(word, '"') | encoding::equalBytes(word, '\\');
 }
 
 /// writeEscaped byte by byte: for the words that hold something to escape, and for the last bytes of a packet.
@@ -30,7 +30,7 @@ unsigned char* writeEscapedBytewise(unsigned char* out, const unsigned char* tex
 inline unsigned char* writeEscaped(unsigned char* out, const unsigned char* text, uint32_t length,
                                    const unsigned char* readable) {
   for (; length >= 8; length -= 8, text += 8) {
-    if (specialBytes(loadWord(text)) == 0) [[likely]] {
+    if (specialBytes(encoding::loadWord(text)) == 0) [[likely]] {
       std::memcpy(out, text, 8);
       out += 8;
     } else {
@@ -38,7 +38,7 @@ inline unsigned char* writeEscaped(unsigned char* out, const unsigned char* text
     }
   }
   if (length == 0) return out;
-  if (readable - text >= 8 && specialBytes(loadWord(text)) << (64 - 8 * length) == 0) [[likely]] {
+  if (readable - text >= 8 && specialBytes(encoding::loadWord(text)) << (64 - 8 * length) == 0) [[likely]] {
     std::memcpy(out, text, 8);  // those behind `length` are overwritten by what comes next
     return out + length;
   }
