@@ -172,7 +172,7 @@ void lookUpSuffixes(Frames& frames) {
     const encoding::Bytes& message = messageOf(frames, frame, event);
     net::dns::decodeDnsMessage(message.data(), static_cast<uint32_t>(message.size()), decoded, true);
     require(decoded.error.empty(), "a sample that does not decode");
-    const encoding::Bytes& name = decoded.qnameLowercase;
+    const auto name = decoded.at(decoded.qnameLowercase);
     CALLGRIND_TOGGLE_COLLECT;
     net::dns::getDomainSuffixOffset(name.data(), static_cast<uint32_t>(name.size()), true, true);
     CALLGRIND_TOGGLE_COLLECT;

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   event.type = 1 + data[0] % 12;
   event.isQuery = event.type % 2 == 1;
   event.seconds = 1700000000 + data[0];
-  event.message = &message;
+  event.message = message;
 
   for (DnsMessageEventFormatter& formatter : reused) {
     DnsMessageEventFormatter fresh(formatter.getConfig());

@@ -15,8 +15,10 @@ static std::vector<std::unique_ptr<Record>> load() {
     auto record = std::make_unique<Record>();
     record->bytes = {frames.payload(i), frames.payloadSize(i)};
     const auto length = static_cast<uint32_t>(record->bytes.size());
-    ns::encoding::dnstap::decodeDnstapEvent(record->dnstap, record->bytes.data(), length, 0);
-    if (!ns::net::dns::extractDnsMessageEventFromDnstapEvent(record->event, record->dnstap)) continue;
+    using ns::net::dns::Extraction;
+    if (!ns::encoding::dnstap::tryDecodeDnstapEvent(record->dnstap, record->bytes.data(), length) ||
+        ns::net::dns::tryExtractDnsMessageEvent(record->event, record->dnstap) != Extraction::Event)
+      continue;
     const auto packet = record->packet();
     ns::net::dns::decodeDnsMessage(packet.data(), static_cast<uint32_t>(packet.size()), record->message, true);
     all.push_back(std::move(record));

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "encoding/DnstapEvent.h"
+#include "encoding/DnstapView.h"
 #include "net/dns/DnsMessage.h"
 #include "net/dns/DnsMessageEvent.h"
 
@@ -17,11 +17,11 @@ namespace bench {
 
 struct Record {
   std::span<const unsigned char> bytes;
-  ns::encoding::dnstap::DnstapEvent dnstap;
+  ns::encoding::dnstap::DnstapView dnstap;
   ns::net::dns::DnsMessageEvent event;  // refers to `dnstap`
   ns::net::dns::DnsMessage message;
 
-  std::span<const unsigned char> packet() const { return {event.message->data(), event.message->size()}; }
+  std::span<const unsigned char> packet() const { return event.message; }
 };
 
 /// All that give an event, decoded.

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <string>
 
 #include "encoding/dnstap.h"
+#include "encoding/words.h"
 
 namespace ns::encoding::dnstap {
 
@@ -56,6 +58,8 @@ struct Source {
       out = data[offset++];
       return true;
     }
+    if (offset < length && length - offset >= 8 && shortVarint(out)) [[likely]]
+      return true;
     const uint32_t next = readVarint(out, data, length, offset, failure);
     if (next == 0) return false;
     offset = next;
@@ -127,6 +131,19 @@ struct Source {
   }
 
  private:
+  /// Reads a varint of up to 8 of the next 8 bytes, all at once. Returns false if it is longer.
+  bool shortVarint(uint64_t& out) {
+    uint64_t word = loadWord(data + offset);
+    const uint64_t ends = ~word & everyByte(0x80);
+    if (ends == 0) return false;
+    word &= (ends ^ (ends - 1)) & everyByte(0x7F);  // up to the first byte without a high bit
+    word = (word & 0x007F007F007F007F) | (word & 0x7F007F007F007F00) >> 1;
+    word = (word & 0x00003FFF00003FFF) | (word & 0x3FFF00003FFF0000) >> 2;
+    out = (word & 0x000000000FFFFFFF) | (word & 0x0FFFFFFF00000000) >> 4;
+    offset += static_cast<uint32_t>(std::countr_zero(ends)) / 8 + 1;
+    return true;
+  }
+
   /// As step(), for bytes that are going to be read: refuses a sum that went round, too, which is one past 4 GiB.
   bool take(uint32_t width, Failure::Kind why) { return offset + width < width ? failure.set(why) : step(width, why); }
 

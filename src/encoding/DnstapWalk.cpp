@@ -1,7 +1,5 @@
 #include "encoding/DnstapWalk.h"
 
-#include <cstring>
-
 namespace ns::encoding::dnstap {
 
 // Fields of the record.
@@ -13,11 +11,8 @@ static constexpr uint32_t MessageTypeField = 1;  // within the message
 
 static constexpr std::array<const char*, 3> ServerFields = {"identity", "version", "extra"};
 
-/// Where the pieces of a walk go. The first three are those of ServerFields.
-static constexpr std::array<Bytes DnstapEvent::*, 7> PieceTargets = {
-    &DnstapEvent::identity,        &DnstapEvent::version,          &DnstapEvent::extra,
-    &DnstapEvent::query_address,   &DnstapEvent::response_address, &DnstapEvent::query_message,
-    &DnstapEvent::response_message};
+static constexpr std::array<DnstapView::Piece DnstapView::*, 3> ServerTargets = {
+    &DnstapView::identity, &DnstapView::version, &DnstapView::extra};
 
 static constexpr uint8_t NoWireType = 8;  // more than the 3 bits of a tag hold
 
@@ -25,43 +20,41 @@ static constexpr uint8_t NoWireType = 8;  // more than the 3 bits of a tag hold
 struct FieldLayout {
   const char* name = nullptr;  // null for numbers that are not decoded
   uint8_t wireType = NoWireType;
-  uint8_t piece = 0;
-  uint64_t DnstapEvent::*varint = nullptr;
-  uint32_t DnstapEvent::*fixed32 = nullptr;
+  uint64_t DnstapView::*varint = nullptr;
+  uint32_t DnstapView::*fixed32 = nullptr;
+  DnstapView::Piece DnstapView::*piece = nullptr;
 };
 
-static constexpr FieldLayout number(const char* name, uint64_t DnstapEvent::*target) {
-  return {name, Varint, 0, target, nullptr};
+static constexpr FieldLayout number(const char* name, uint64_t DnstapView::*target) { return {name, Varint, target}; }
+static constexpr FieldLayout number(const char* name, uint32_t DnstapView::*target) {
+  return {name, Fixed32, nullptr, target};
 }
-static constexpr FieldLayout number(const char* name, uint32_t DnstapEvent::*target) {
-  return {name, Fixed32, 0, nullptr, target};
-}
-static constexpr FieldLayout bytes(const char* name, uint8_t piece) {
-  return {name, LengthDelimited, piece, nullptr, nullptr};
+static constexpr FieldLayout bytes(const char* name, DnstapView::Piece DnstapView::*target) {
+  return {name, LengthDelimited, nullptr, nullptr, target};
 }
 
 static constexpr std::array<FieldLayout, 15> MessageLayout = {{
     {},  // there is no field 0
-    number("message type", &DnstapEvent::type),
-    number("message socket_family", &DnstapEvent::socket_family),
-    number("message socket_protocol", &DnstapEvent::socket_protocol),
-    bytes("message query_address", 3),
-    bytes("message response_address", 4),
-    number("message query_port", &DnstapEvent::query_port),
-    number("message response_port", &DnstapEvent::response_port),
-    number("message query_time_sec", &DnstapEvent::query_time_sec),
-    number("message query_time_nsec", &DnstapEvent::query_time_nsec),
-    bytes("message query_message", 5),
+    number("message type", &DnstapView::type),
+    number("message socket_family", &DnstapView::socket_family),
+    number("message socket_protocol", &DnstapView::socket_protocol),
+    bytes("message query_address", &DnstapView::query_address),
+    bytes("message response_address", &DnstapView::response_address),
+    number("message query_port", &DnstapView::query_port),
+    number("message response_port", &DnstapView::response_port),
+    number("message query_time_sec", &DnstapView::query_time_sec),
+    number("message query_time_nsec", &DnstapView::query_time_nsec),
+    bytes("message query_message", &DnstapView::query_message),
     {},  // the query zone
-    number("message response_time_sec", &DnstapEvent::response_time_sec),
-    number("message response_time_nsec", &DnstapEvent::response_time_nsec),
-    bytes("message response_message", 6),
+    number("message response_time_sec", &DnstapView::response_time_sec),
+    number("message response_time_nsec", &DnstapView::response_time_nsec),
+    bytes("message response_message", &DnstapView::response_message),
 }};
 
-bool DnstapWalk::decode(DnstapEvent& event) {
+bool DnstapWalk::decode(DnstapView& view) {
   while (offset < length) {
     const uint32_t from = offset;
-    if (!decodeField(event) || !finishStep(from)) return false;
+    if (!decodeField(view) || !finishStep(from)) return false;
   }
   return true;
 }
@@ -72,32 +65,31 @@ bool DnstapWalk::finishStep(uint32_t from) {
   return failure.set(Failure::Kind::Circle, offset);
 }
 
-bool DnstapWalk::decodeField(DnstapEvent& event) {
+bool DnstapWalk::decodeField(DnstapView& view) {
   Source source{data, length, offset, failure};
   uint32_t field;
   uint8_t wireType;
   if (!source.tag(field, wireType)) return false;
-  if (field >= IdentityField && field <= ExtraField) return decodeServerField(source, field, wireType);
+  if (field >= IdentityField && field <= ExtraField) return decodeServerField(view, source, field, wireType);
   if (field == RecordTypeField) return decodeRecordType(source, wireType);
   if (field != MessageField) return skipUnknown(source, wireType);
   Source message = source;
-  return openMessage(message, source, wireType) && decodeMessage(event, message);
+  return openMessage(message, source, wireType) && decodeMessage(view, message);
 }
 
-bool DnstapWalk::readPiece(Piece& piece, Source& source) {
+static bool readPiece(DnstapView::Piece& piece, Source& source) {
   uint64_t size;
   if (!source.bytesLength(size)) return false;
-  piece.offset = static_cast<uint32_t>(source.data + source.offset - data);
-  piece.length = static_cast<uint32_t>(size);
-  source.offset += piece.length;
+  piece = {source.data + source.offset, static_cast<size_t>(size)};
+  source.offset += static_cast<uint32_t>(size);
   return true;
 }
 
-bool DnstapWalk::decodeServerField(Source source, uint32_t number, uint8_t wireType) {
+bool DnstapWalk::decodeServerField(DnstapView& view, Source source, uint32_t number, uint8_t wireType) {
   const size_t index = number - IdentityField;
   if (wireType != LengthDelimited)
     return failure.set(Failure::Kind::WrongWireType, wireType, LengthDelimited, ServerFields[index]);
-  if (!readPiece(pieces[index], source)) return false;
+  if (!readPiece(view.*ServerTargets[index], source)) return false;
   offset = source.offset;
   return true;
 }
@@ -132,7 +124,7 @@ bool DnstapWalk::skipUnknown(Source source, uint8_t wireType) {
   return true;
 }
 
-bool DnstapWalk::decodeMessage(DnstapEvent& event, Source message) {
+bool DnstapWalk::decodeMessage(DnstapView& view, Source message) {
   while (message.offset < message.length) {
     uint32_t field;
     uint8_t wireType;
@@ -143,22 +135,14 @@ bool DnstapWalk::decodeMessage(DnstapEvent& event, Source message) {
         return failure.set(Failure::Kind::WrongWireType, wireType, layout.wireType, layout.name);
       if (!skipUnknown(message, wireType)) return false;  // `message` itself stays behind the tag
     } else if (wireType == Varint) {
-      if (!message.varint(event.*layout.varint)) return false;
+      if (!message.varint(view.*layout.varint)) return false;
     } else if (wireType == Fixed32) {
-      if (!message.fixed32(event.*layout.fixed32)) return false;
-    } else if (!readPiece(pieces[layout.piece], message)) {
+      if (!message.fixed32(view.*layout.fixed32)) return false;
+    } else if (!readPiece(view.*layout.piece, message)) {
       return false;
     }
   }
   return true;
-}
-
-void DnstapWalk::copyBytes(DnstapEvent& event) const {
-  for (size_t i = 0; i < pieces.size(); ++i) {
-    Bytes& target = event.*PieceTargets[i];
-    target.resize(pieces[i].length);
-    if (!target.empty()) std::memcpy(target.data(), data + pieces[i].offset, target.size());
-  }
 }
 
 /// A message without a type always fails here: the walk within it goes from tag to tag, and nothing is left to skip

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 
-#include "encoding/DnstapEvent.h"
 #include "encoding/DnstapSource.h"
+#include "encoding/DnstapView.h"
 
 namespace ns::encoding::dnstap {
 
@@ -71,11 +70,8 @@ class DnstapWalk {
   DnstapWalk(const unsigned char* data, uint32_t length, uint32_t offset)
       : data(data), length(length), offset(offset), guard(length) {}
 
-  /// Walks through the record; numbers go to `event` at once. Returns false if it failed.
-  bool decode(DnstapEvent& event);
-
-  /// Copies the bytes fields that decode() came across into `event`; those that it didn't are emptied.
-  void copyBytes(DnstapEvent& event) const;
+  /// Walks through the record; each field goes to `view` as it is met. Returns false if it failed.
+  bool decode(DnstapView& view);
 
   /// Walks until the message type. Returns false if it failed.
   bool findType(uint64_t& type);
@@ -84,26 +80,18 @@ class DnstapWalk {
   const Failure& getFailure() const { return failure; }
 
  private:
-  /// A bytes field, by its place in the record.
-  struct Piece {
-    uint32_t offset = 0;
-    uint32_t length = 0;
-  };
-
-  bool decodeField(DnstapEvent& event);
-  bool decodeServerField(Source source, uint32_t number, uint8_t wireType);
+  bool decodeField(DnstapView& view);
+  bool decodeServerField(DnstapView& view, Source source, uint32_t number, uint8_t wireType);
   bool decodeRecordType(Source source, uint8_t wireType);
-  bool decodeMessage(DnstapEvent& event, Source message);
+  bool decodeMessage(DnstapView& view, Source message);
   bool findTypeInMessage(uint64_t& type, bool& found, Source message);
   bool openMessage(Source& message, Source source, uint8_t wireType);
   bool skipUnknown(Source source, uint8_t wireType);
-  bool readPiece(Piece& piece, Source& source);
   bool finishStep(uint32_t from);
 
   const unsigned char* data;
   uint32_t length;
   uint32_t offset;  // in the record
-  std::array<Piece, 7> pieces;
   WalkGuard guard;
   Failure failure;
 };

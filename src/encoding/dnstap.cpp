@@ -65,20 +65,17 @@ void resetDnstapEvent(DnstapEvent& event, bool clearIdentity) {
 }
 
 uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length, uint32_t offset) {
-  resetDnstapEvent(event, true);
+  DnstapView view;
   DnstapWalk walk(data, length, offset);
-  const bool decoded = walk.decode(event);
-  walk.copyBytes(event);
+  const bool decoded = walk.decode(view);
+  view.copyTo(event);
   if (!decoded) fail(walk.getFailure());
   return walk.getOffset();
 }
 
-bool tryDecodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length) {
-  resetDnstapEvent(event, true);
-  DnstapWalk walk(data, length, 0);
-  if (!walk.decode(event)) return false;
-  walk.copyBytes(event);
-  return true;
+bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t length) {
+  view.reset();
+  return DnstapWalk(data, length, 0).decode(view);
 }
 
 uint64_t getDnstapEventType(const DnstapEvent&, const unsigned char* data, uint32_t length, uint32_t offset) {

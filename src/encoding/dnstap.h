@@ -4,6 +4,7 @@
 
 #include "encoding/Bytes.h"
 #include "encoding/DnstapEvent.h"
+#include "encoding/DnstapView.h"
 #include "error/UnknownError.h"
 
 // The dnstap record: the Protocol Buffers message dnstap.Dnstap (https://dnstap.info, dnstap.proto), read and written
@@ -47,9 +48,9 @@ void resetDnstapEvent(DnstapEvent& event, bool clearIdentity);
 /// there. Returns the offset where it stopped. Throws DnstapError; the event then holds what stood before the fault.
 uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length, uint32_t offset);
 
-/// As decodeDnstapEvent from offset 0, but returns false where that throws: no text is built and nothing copied for a
-/// bad record, so a stream of them costs less than one of good ones. Of `event` only numbers may then be set.
-[[nodiscard]] bool tryDecodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length);
+/// As decodeDnstapEvent from offset 0, but nothing is copied, and it returns false where that throws, without a text: a
+/// stream of bad records costs less than one of good ones. `view` then holds what stood before the fault.
+[[nodiscard]] bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t length);
 
 /// Returns the message type of a record without decoding it; `event` is not looked at. Throws DnstapError, also if
 /// there is no type.

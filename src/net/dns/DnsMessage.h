@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -10,14 +10,16 @@
 
 namespace ns::net::dns {
 
-/// One DNS message (RFC 1035, 4.1), all names and record data as presentation text. Decoded into over and over: records
-/// stay for later messages, with the memory of their vectors, so the counts say how many are valid, never the sizes.
+/// One DNS message (RFC 1035, 4.1), all names and record data as presentation text. Decoded into over and over: the
+/// text and the sections keep their memory for later messages, so the counts say how many records are valid, never the
+/// sizes. All text stands in one vector: names that are the same one in the packet are one there, too.
 struct DnsMessage {
-  using Section = std::vector<std::unique_ptr<DnsRecord>>;
+  using Section = std::vector<DnsRecord>;
 
-  DnsMessage() = default;
-  DnsMessage(const DnsMessage&) = delete;  // records refer to `domainOffset`
-  DnsMessage& operator=(const DnsMessage&) = delete;
+  /// How many bytes may be read behind any piece of text, so that a short one can be copied by a fixed size.
+  static constexpr size_t Slack = 32;
+
+  std::span<const unsigned char> at(TextView view) const { return {text.data() + view.offset, view.length}; }
 
   std::string error;  // empty after a good decode, else the whole failure; the sections then mean nothing
   uint32_t size = 0;  // of the packet in bytes
@@ -26,9 +28,9 @@ struct DnsMessage {
   uint16_t qdcount = 0;  // 1 after a good decode
   uint16_t ancount = 0;
   uint16_t nscount = 0;
-  uint16_t arcount = 0;            // without the records that are not kept
-  encoding::Bytes qname;           // case as in the packet
-  encoding::Bytes qnameLowercase;  // the same with A to Z turned into a to z
+  uint16_t arcount = 0;     // without the records that are not kept
+  TextView qname;           // case as in the packet
+  TextView qnameLowercase;  // the same with A to Z turned into a to z, where it was asked for
   uint16_t qtype = 0;
   uint16_t qclass = 0;
   uint32_t domainOffset = 0;  // where the domain begins in `qnameLowercase`; set where an output shows it
@@ -36,7 +38,7 @@ struct DnsMessage {
   Section authorities;
   Section additionals;
 
-  size_t memory = 0;  // bytes that the vectors of all records hold
+  encoding::Bytes text;  // Slack bytes of no meaning at its end
 };
 
 }  // namespace ns::net::dns

@@ -1,25 +1,16 @@
 #include "net/dns/DnsMessageEvent.h"
 
-#include <algorithm>
 #include <string>
 
-#include "encoding/data.h"
-#include "encoding/ip.h"
 #include "net/dns/DnsError.h"
 
-using namespace ns::encoding;
 using ns::encoding::dnstap::DnstapEvent;
+using ns::encoding::dnstap::DnstapView;
 
 namespace ns::net::dns {
 
 static constexpr uint64_t LastType = 12;  // TOOL_RESPONSE; from 1 on, queries are odd and responses even
 static constexpr uint64_t SocketFamilyInet = 1;
-
-/// Room for any address, so that extraction never allocates.
-DnsMessageEvent::DnsMessageEvent() {
-  server.reserve(std::max(ip::Ipv4Room, ip::Ipv6Room));
-  client.reserve(std::max(ip::Ipv4Room, ip::Ipv6Room));
-}
 
 /// The rule that a record breaks.
 enum class Fault { None, Seconds, Nanoseconds, QueryAddress, ResponseAddress };
@@ -30,21 +21,23 @@ struct Result {
 };
 
 /// Returns false if the address has no length that an address can have.
-static bool extractAddress(Bytes& text, const Bytes& address, uint64_t family) {
-  text.clear();
+static bool extractAddress(AddressText& text, DnstapView::Piece address, uint64_t family) {
   if (address.size() == 4) {
-    ip::formatIpv4(text, address.data());
+    text.setIpv4(address.data());
   } else if (address.size() == 16) {
     if (family == SocketFamilyInet) {  // some servers keep IPv4 addresses in the last bytes of an IPv6 one
-      ip::formatIpv4(text, address.data() + 12);
+      text.setIpv4(address.data() + 12);
     } else {
-      ip::formatIpv6(text, address.data());
+      text.setIpv6(address.data());
     }
+  } else {
+    text.clear();
+    return address.empty();
   }
-  return address.empty() || !text.empty();
+  return true;
 }
 
-static Result extract(DnsMessageEvent& event, const DnstapEvent& record) {
+static Result extract(DnsMessageEvent& event, const DnstapView& record) {
   event.type = record.type;
   event.proto = record.socket_protocol;
   event.port = record.query_port;
@@ -53,10 +46,10 @@ static Result extract(DnsMessageEvent& event, const DnstapEvent& record) {
   event.isQuery = record.type % 2 == 1;
   event.seconds = event.isQuery ? record.query_time_sec : record.response_time_sec;
   event.nanoseconds = event.isQuery ? record.query_time_nsec : record.response_time_nsec;
-  event.message = event.isQuery ? &record.query_message : &record.response_message;
+  event.message = event.isQuery ? record.query_message : record.response_message;
   if (event.seconds == 0) return {Extraction::Broken, Fault::Seconds};
   if (event.nanoseconds > 999999999) return {Extraction::Broken, Fault::Nanoseconds};
-  if (event.message->empty()) return {Extraction::Skipped};
+  if (event.message.empty()) return {Extraction::Skipped};
 
   if (!extractAddress(event.client, record.query_address, record.socket_family))
     return {Extraction::Broken, Fault::QueryAddress};
@@ -65,7 +58,7 @@ static Result extract(DnsMessageEvent& event, const DnstapEvent& record) {
   return {Extraction::Event};
 }
 
-[[gnu::cold]] static std::string describe(Fault fault, const DnsMessageEvent& event, const DnstapEvent& record) {
+[[gnu::cold]] static std::string describe(Fault fault, const DnsMessageEvent& event, const DnstapView& record) {
   const std::string side = event.isQuery ? "query" : "response";
   switch (fault) {
     case Fault::Seconds:
@@ -83,13 +76,14 @@ static Result extract(DnsMessageEvent& event, const DnstapEvent& record) {
   }
 }
 
-Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const DnstapEvent& dnstapEvent) noexcept {
-  return extract(event, dnstapEvent).extraction;
+Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const DnstapView& record) noexcept {
+  return extract(event, record).extraction;
 }
 
 bool extractDnsMessageEventFromDnstapEvent(DnsMessageEvent& event, const DnstapEvent& dnstapEvent) {
-  const Result result = extract(event, dnstapEvent);
-  if (result.extraction == Extraction::Broken) throw DnsError(describe(result.fault, event, dnstapEvent));
+  const DnstapView record(dnstapEvent);
+  const Result result = extract(event, record);
+  if (result.extraction == Extraction::Broken) throw DnsError(describe(result.fault, event, record));
   return result.extraction == Extraction::Event;
 }
 

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "encoding/Tail.h"
-#include "net/dns/decodeDnsMessage.h"
 #include "net/dns/eventBodies.h"
 #include "net/dns/mnemonics.h"
 
@@ -20,13 +19,14 @@ DnsMessageEventFormatter::DnsMessageEventFormatter(EventFormatterConfig formatte
     : config(std::move(formatterConfig)),
       formatDnstap(config.messageFormat == FormatDnstap),
       header(config,
-             config.messageFormat == FormatJson ? EventHeaderWriter::Kind::Json : EventHeaderWriter::Kind::Syslog) {}
+             config.messageFormat == FormatJson ? EventHeaderWriter::Kind::Json : EventHeaderWriter::Kind::Syslog),
+      names{config.fqdnTrailingDot,
+            config.domainSuffixEnabled && (config.messageFormat == FormatJson || config.querylogExtended)} {}
 
 bool DnsMessageEventFormatter::format(encoding::Bytes& buffer, const DnsMessageEvent& event) {
   const bool json = config.messageFormat == FormatJson;
   if (!json && config.messageFormat != FormatQuerylog) return false;
-  decodeDnsMessage(event.message->data(), static_cast<uint32_t>(event.message->size()), message,
-                   config.fqdnTrailingDot);
+  decodeDnsMessage(event.message.data(), static_cast<uint32_t>(event.message.size()), message, names);
 
   const EventView view{event, message, config};
   encoding::data::Tail tail(buffer);

@@ -5,6 +5,7 @@
 #include "event/format/EventHeaderWriter.h"
 #include "net/dns/DnsMessage.h"
 #include "net/dns/DnsMessageEvent.h"
+#include "net/dns/decodeDnsMessage.h"
 
 namespace ns::net::dns {
 
@@ -29,6 +30,7 @@ class DnsMessageEventFormatter {
   event::format::EventFormatterConfig config;
   bool formatDnstap;
   event::format::EventHeaderWriter header;
+  NameForms names;
 };
 
 }  // namespace ns::net::dns

@@ -2,14 +2,12 @@
 
 #include <string>
 
-#include "encoding/Tail.h"
 #include "encoding/data.h"
 #include "net/dns/DnsError.h"
 #include "net/dns/decodeDnsMessageFqdn.h"
 #include "net/dns/decodeDnsMessageRdata.h"
 
 namespace data = ns::encoding::data;
-using ns::encoding::Bytes;
 
 namespace ns::net::dns {
 
@@ -19,13 +17,14 @@ static bool isAboutMessage(uint16_t type) {
   return type == Opt || type == Tsig || type == Sig;
 }
 
-static void assign(Bytes& to, const Bytes& from) {
-  to.resize(from.size());
-  if (!from.empty()) std::memcpy(to.data(), from.data(), from.size());
+static encoding::Bytes& emptied(encoding::Bytes& text) {
+  text.clear();
+  return text;
 }
 
-MessageDecoder::MessageDecoder(const unsigned char* source, uint32_t sourceLength, DnsMessage& target, bool dot)
-    : data(source), length(sourceLength), message(target), withTrailingDot(dot) {}
+MessageDecoder::MessageDecoder(const unsigned char* source, uint32_t sourceLength, DnsMessage& target,
+                               NameForms nameForms)
+    : data(source), length(sourceLength), message(target), forms(nameForms), text(emptied(target.text)) {}
 
 void MessageDecoder::decode() {
   decodeHeader();
@@ -33,6 +32,8 @@ void MessageDecoder::decode() {
   decodeSection(message.answers, message.ancount, false);
   decodeSection(message.authorities, message.nscount, false);
   decodeSection(message.additionals, message.arcount, true);
+  text.advance(text.room(DnsMessage::Slack) + DnsMessage::Slack);
+  text.finish();
 }
 
 uint16_t MessageDecoder::readUint16() {
@@ -57,8 +58,9 @@ void MessageDecoder::decodeHeader() {
 void MessageDecoder::decodeQuestion() {
   if (message.qdcount != 1) [[unlikely]]
     failQuestions(message.qdcount);
-  question = readLowercased(message.qname, message.qnameLowercase);
-  question.domainOffset = &message.domainOffset;
+  question = readName();
+  message.qname = question.name;
+  message.qnameLowercase = question.lowercase;
   message.qtype = readUint16();
   message.qclass = readUint16();
 }
@@ -66,8 +68,8 @@ void MessageDecoder::decodeQuestion() {
 void MessageDecoder::decodeSection(DnsMessage::Section& section, uint16_t& count, bool additional) {
   for (uint32_t i = 0; i < count;) {
     if (i >= section.size()) [[unlikely]]
-      section.push_back(std::make_unique<DnsRecord>());
-    if (decodeRecord(*section[i], additional)) {
+      section.emplace_back();
+    if (decodeRecord(section[i], additional)) {
       ++i;
     } else {
       --count;
@@ -75,26 +77,8 @@ void MessageDecoder::decodeSection(DnsMessage::Section& section, uint16_t& count
   }
 }
 
-/// Keeps count of the memory in a record's vectors, whether or not the record turns out well.
-class MemoryCount {
- public:
-  MemoryCount(DnsMessage& ofMessage, DnsRecord& ofRecord) : message(ofMessage), record(ofRecord) {}
-  MemoryCount(const MemoryCount&) = delete;
-  MemoryCount& operator=(const MemoryCount&) = delete;
-  ~MemoryCount() {
-    const size_t memory = record.name.capacity() + record.nameLowercase.capacity() + record.rdata.capacity();
-    message.memory += memory - record.memory;
-    record.memory = memory;
-  }
-
- private:
-  DnsMessage& message;
-  DnsRecord& record;
-};
-
 /// Returns false for a record that is not kept.
 bool MessageDecoder::decodeRecord(DnsRecord& record, bool additional) {
-  const MemoryCount count(message, record);
   decodeOwner(record);
   record.type = readUint16();
   record.rrclass = readUint16();
@@ -104,28 +88,25 @@ bool MessageDecoder::decodeRecord(DnsRecord& record, bool additional) {
     failRdataBounds(position, rdlength, length);
   const uint32_t rdata = position;
   position += rdlength;  // whatever is made of the data
-  if (additional && isAboutMessage(record.type)) {
-    owner = KnownName();  // may be this one, whose place the next record takes
-    return false;
-  }
-  record.rdata.clear();
-  decodeDnsMessageRdata(rdata, data, length, record.type, rdlength, record.rdata, withTrailingDot, budget);
-  budget.spend(record.rdata.size());
+  if (additional && isAboutMessage(record.type)) return false;
+  const auto start = static_cast<uint32_t>(text.size());
+  writeRdata(rdata, data, length, record.type, rdlength, text, forms.trailingDot, budget);
+  record.rdata = textSince(start);
+  budget.spend(record.rdata.length);
   return true;
 }
 
 void MessageDecoder::decodeOwner(DnsRecord& record) {
-  if (const KnownName* const known = findOwner()) {
-    budget.spend(known->name->size());
-    assign(record.name, *known->name);
-    assign(record.nameLowercase, *known->lowercase);
-    record.sharedDomainOffset = known->domainOffset;
+  const KnownName* known = findOwner();
+  if (known != nullptr) {
+    budget.spend(known->name.length);
     position += 2;
   } else {
-    owner = readLowercased(record.name, record.nameLowercase);
-    owner.domainOffset = &record.domainOffset;
-    record.sharedDomainOffset = nullptr;
+    owner = readName();
+    known = &owner;
   }
+  record.name = known->name;
+  record.nameLowercase = known->lowercase;
 }
 
 /// The name that was read before, if the one at the position is a pointer to it and nothing else.
@@ -142,13 +123,13 @@ const MessageDecoder::KnownName* MessageDecoder::findOwner() const {
   return known != nullptr && known->pointers < MaxPointers ? known : nullptr;
 }
 
-MessageDecoder::KnownName MessageDecoder::readLowercased(Bytes& name, Bytes& lowercase) {
-  name.clear();
-  const NameEnd end = readText(name);
-  lowercase.clear();
-  data::lowercase(lowercase, name.data(), static_cast<uint32_t>(name.size()));
+MessageDecoder::KnownName MessageDecoder::readName() {
+  const auto start = static_cast<uint32_t>(text.size());
+  const NameEnd end = dns::readName(position, data, length, text, forms.trailingDot, budget, start);
+  KnownName known{position, end.pointers, textSince(start), {}};
+  budget.spend(known.name.length);
+  if (forms.lowercase) known.lowercase = lowercase(known.name);
 
-  KnownName known{position, end.pointers, &name, &lowercase, nullptr};
   if (end.pointers != 0 && data[position] > 63) {  // what it points at can be pointed at again, too
     known.offset = data::loadUint16(data + position) ^ 0xC000U;
     --known.pointers;
@@ -157,12 +138,16 @@ MessageDecoder::KnownName MessageDecoder::readLowercased(Bytes& name, Bytes& low
   return known;
 }
 
-NameEnd MessageDecoder::readText(Bytes& name) {
-  data::Tail text(name);
-  const NameEnd end = readName(position, data, length, text, withTrailingDot, budget, text.size());
-  budget.spend(text.size());
-  text.finish();
-  return end;
+/// A lower-case copy.
+TextView MessageDecoder::lowercase(TextView name) {
+  const auto start = static_cast<uint32_t>(text.size());
+  unsigned char* const out = text.room(name.length);
+  text.advance(data::writeLowercase(out, out - start + name.offset, name.length));
+  return textSince(start);
+}
+
+TextView MessageDecoder::textSince(uint32_t offset) const {
+  return {offset, static_cast<uint32_t>(text.size()) - offset};
 }
 
 }  // namespace ns::net::dns

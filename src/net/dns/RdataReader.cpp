@@ -16,20 +16,15 @@ using namespace ns::encoding;
 namespace ns::net::dns {
 
 RdataReader::RdataReader(const unsigned char* source, uint32_t sourceLength, uint32_t offset, uint32_t rdataEnd,
-                         Bytes& rdata, bool dot, const TextBudget& textBudget)
+                         data::Tail& tail, bool dot, const TextBudget& textBudget)
     : data(source),
       length(sourceLength),
       position(offset),
       end(rdataEnd),
-      text(rdata),
+      text(tail),
       start(text.size()),
       withTrailingDot(dot),
       budget(textBudget) {}
-
-void RdataReader::finish() {
-  checkText();
-  text.finish();
-}
 
 uint8_t RdataReader::readUint8() {
   uint8_t value;

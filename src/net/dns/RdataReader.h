@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "encoding/Bytes.h"
 #include "encoding/Tail.h"
 #include "encoding/data.h"
 #include "net/dns/TextBudget.h"
@@ -18,11 +17,9 @@ namespace ns::net::dns {
 class RdataReader {
  public:
   /// The message of `length` bytes at `data`, the record data from `offset` to `end` in it, both within the message.
-  /// The text goes to the end of `rdata`; nothing is kept unless finish() was called.
-  RdataReader(const unsigned char* data, uint32_t length, uint32_t offset, uint32_t end, encoding::Bytes& rdata,
+  /// What is written goes behind what `text` holds.
+  RdataReader(const unsigned char* data, uint32_t length, uint32_t offset, uint32_t end, encoding::data::Tail& text,
               bool withTrailingDot, const TextBudget& budget);
-
-  void finish();
 
   uint32_t getPosition() const { return position; }
   uint32_t getEnd() const { return end; }
@@ -69,7 +66,7 @@ class RdataReader {
   const uint32_t length;
   uint32_t position;
   const uint32_t end;
-  encoding::data::Tail text;
+  encoding::data::Tail& text;
   const size_t start;  // where the text of this record begins
   const bool withTrailingDot;
   const TextBudget& budget;

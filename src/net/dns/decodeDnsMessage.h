@@ -12,4 +12,13 @@ namespace ns::net::dns {
 /// Exactly one question is asked for. Bytes behind the last record are ignored.
 void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, bool withTrailingDot);
 
+/// What is wanted of each name.
+struct NameForms {
+  bool trailingDot;
+  bool lowercase;  ///< its lower-case form too, for its domain; else that stays empty
+};
+
+/// The same with only what is wanted.
+void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms);
+
 }  // namespace ns::net::dns

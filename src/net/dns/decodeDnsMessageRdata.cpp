@@ -104,18 +104,20 @@ static void writeByType(RdataReader& reader, uint16_t type, uint32_t rdlength) {
   }
 }
 
-void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
-                           uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot, const TextBudget& budget) {
+void writeRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type, uint32_t rdlength,
+                encoding::data::Tail& text, bool withTrailingDot, const TextBudget& budget) {
   if (uint64_t{offset} + rdlength > length) [[unlikely]]
     failRdataBounds(offset, rdlength, length);
-  RdataReader reader(data, length, offset, offset + rdlength, rdata, withTrailingDot, budget);
+  RdataReader reader(data, length, offset, offset + rdlength, text, withTrailingDot, budget);
   writeByType(reader, type, rdlength);
-  reader.finish();
+  reader.checkText();
 }
 
 void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
                            uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot) {
-  decodeDnsMessageRdata(offset, data, length, type, rdlength, rdata, withTrailingDot, TextBudget());
+  encoding::data::Tail text(rdata);
+  writeRdata(offset, data, length, type, rdlength, text, withTrailingDot, TextBudget());
+  text.finish();
 }
 
 }  // namespace ns::net::dns

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
+#include "encoding/Tail.h"
 #include "net/dns/TextBudget.h"
 
 namespace ns::net::dns {
@@ -13,9 +14,9 @@ namespace ns::net::dns {
 void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
                            uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot);
 
-/// decodeDnsMessageRdata for one record of many: the text must stay within `budget`, which is only looked at.
-void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
-                           uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot, const TextBudget& budget);
+/// decodeDnsMessageRdata as a part of a text: what it adds must stay within `budget`, which is only looked at.
+void writeRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type, uint32_t rdlength,
+                encoding::data::Tail& text, bool withTrailingDot, const TextBudget& budget);
 
 /// Throws the DnsError of record data that runs past the end of the message.
 [[noreturn, gnu::cold]] void failRdataBounds(uint32_t offset, uint32_t rdlength, uint32_t length);

@@ -21,10 +21,11 @@ void writeJsonError(encoding::data::Tail& tail, const EventView& view);
 void writeQuerylogBody(encoding::data::Tail& tail, const EventView& view);
 void writeQuerylogError(encoding::data::Tail& tail, const EventView& view);
 
-/// Work out where the domain begins in the name of the question, or of a record whose question and earlier records are
-/// done.
+/// Work out where the domain begins in the name of the question, or of a record of a section. What was worked out for
+/// the same name in the question or in the record before is taken over.
 void findDomain(DnsMessage& message, const event::format::EventFormatterConfig& config);
-void findDomain(DnsRecord& record, const event::format::EventFormatterConfig& config);
+void findDomain(const DnsMessage& message, DnsMessage::Section& section, uint32_t record,
+                const event::format::EventFormatterConfig& config);
 
 // Bits of DnsMessage::flags
 constexpr uint16_t FlagRd = 0x0100;

@@ -5,18 +5,25 @@ using ns::event::format::EventFormatterConfig;
 
 namespace ns::net::dns {
 
-static uint32_t findOffset(const encoding::Bytes& name, const EventFormatterConfig& config) {
-  return getDomainSuffixOffset(name.data(), static_cast<uint32_t>(name.size()), config.domainSuffixBuiltin,
+static uint32_t findOffset(const DnsMessage& message, TextView name, const EventFormatterConfig& config) {
+  return getDomainSuffixOffset(message.at(name).data(), name.length, config.domainSuffixBuiltin,
                                config.domainSuffixConfig);
 }
 
 void findDomain(DnsMessage& message, const EventFormatterConfig& config) {
-  message.domainOffset = findOffset(message.qnameLowercase, config);
+  message.domainOffset = findOffset(message, message.qnameLowercase, config);
 }
 
-void findDomain(DnsRecord& record, const EventFormatterConfig& config) {
-  record.domainOffset =
-      record.sharedDomainOffset != nullptr ? *record.sharedDomainOffset : findOffset(record.nameLowercase, config);
+void findDomain(const DnsMessage& message, DnsMessage::Section& section, uint32_t index,
+                const EventFormatterConfig& config) {
+  DnsRecord& record = section[index];
+  if (record.nameLowercase == message.qnameLowercase) {
+    record.domainOffset = message.domainOffset;
+  } else if (index != 0 && record.nameLowercase == section[index - 1].nameLowercase) {
+    record.domainOffset = section[index - 1].domainOffset;
+  } else {
+    record.domainOffset = findOffset(message, record.nameLowercase, config);
+  }
 }
 
 }  // namespace ns::net::dns

@@ -9,13 +9,13 @@ using namespace ns::encoding;
 
 namespace ns::net::dns {
 
-/// More than the literals, numbers and mnemonics of any one object here take.
+/// More than the literals, numbers, addresses and mnemonics of any one object here take.
 static constexpr size_t FixedRoom = 512;
 
-static size_t nameRoom(const Bytes& name) { return 2 * json::jsonStrRoom(static_cast<uint32_t>(name.size())); }
+static size_t nameRoom(TextView name) { return 2 * json::jsonStrRoom(name.length); }
 
-static unsigned char* putString(unsigned char* out, const Bytes& text, size_t from = 0) {
-  return json::writeJsonStr(out, text.data() + from, static_cast<uint32_t>(text.size() - from));
+static unsigned char* putString(unsigned char* out, const DnsMessage& message, TextView text, uint32_t from = 0) {
+  return json::writeJsonStr(out, message.at(text).data() + from, text.length - from);
 }
 
 static unsigned char* putBool(unsigned char* out, bool value) { return value ? put(out, "true") : put(out, "false"); }
@@ -46,10 +46,10 @@ static unsigned char* putFlags(unsigned char* out, uint16_t flags, bool isQuery)
 
 static unsigned char* putQuestion(unsigned char* out, const DnsMessage& message, bool withDomain) {
   out = put(out, ",\"qname\":");
-  out = putString(out, message.qname);
+  out = putString(out, message, message.qname);
   if (withDomain) {
     out = put(out, ",\"qdomain\":");
-    out = putString(out, message.qnameLowercase, message.domainOffset);
+    out = putString(out, message, message.qnameLowercase, message.domainOffset);
   }
   out = put(out, ",\"qclass\":\"");
   out = writeDnsParameter(out, record_classes, message.qclass, RecordClassPrefix);
@@ -59,15 +59,16 @@ static unsigned char* putQuestion(unsigned char* out, const DnsMessage& message,
 }
 
 /// With a comma behind it, which the end of the section takes back.
-static void writeRecord(data::Tail& tail, DnsRecord& record, const event::format::EventFormatterConfig& config) {
-  const size_t dataRoom = json::jsonStrRoom(static_cast<uint32_t>(record.rdata.size()));
-  unsigned char* out = tail.room(FixedRoom + nameRoom(record.name) + dataRoom);
+static void writeRecord(data::Tail& tail, const EventView& view, DnsMessage::Section& section, uint32_t index) {
+  const DnsMessage& message = view.message;
+  const DnsRecord& record = section[index];
+  unsigned char* out = tail.room(FixedRoom + nameRoom(record.name) + json::jsonStrRoom(record.rdata.length));
   out = put(out, "{\"name\":");
-  out = putString(out, record.name);
-  if (config.domainSuffixEnabled) {
-    findDomain(record, config);
+  out = putString(out, message, record.name);
+  if (view.config.domainSuffixEnabled) {
+    findDomain(message, section, index, view.config);
     out = put(out, ",\"domain\":");
-    out = putString(out, record.nameLowercase, record.domainOffset);
+    out = putString(out, message, record.nameLowercase, record.domainOffset);
   }
   out = put(out, ",\"ttl\":");
   out = data::writeUint(out, record.ttl);
@@ -76,13 +77,12 @@ static void writeRecord(data::Tail& tail, DnsRecord& record, const event::format
   out = put(out, "\",\"rrtype\":\"");
   out = writeDnsParameter(out, record_types, record.type, RecordTypePrefix);
   out = put(out, "\",\"data\":");
-  out = putString(out, record.rdata);
+  out = putString(out, message, record.rdata);
   tail.advance(put(out, "},"));
 }
 
-static void writeSection(data::Tail& tail, const DnsMessage::Section& section, uint16_t count,
-                         const event::format::EventFormatterConfig& config) {
-  for (uint32_t i = 0; i < count; ++i) writeRecord(tail, *section[i], config);
+static void writeSection(data::Tail& tail, const EventView& view, DnsMessage::Section& section, uint16_t count) {
+  for (uint32_t i = 0; i < count; ++i) writeRecord(tail, view, section, i);
   unsigned char* const out = tail.room(1);
   if (count != 0) {
     out[-1] = ']';
@@ -97,11 +97,11 @@ static void writeResponse(data::Tail& tail, const EventView& view) {
   out = put(out, ",\"rcode\":\"");
   out = writeDnsParameter(out, response_codes, message.flags & RcodeMask, ResponseCodePrefix);
   tail.advance(put(out, "\",\"answers\":["));
-  writeSection(tail, message.answers, message.ancount, view.config);
+  writeSection(tail, view, message.answers, message.ancount);
   tail.advance(put(tail.room(FixedRoom), ",\"authority\":["));
-  writeSection(tail, message.authorities, message.nscount, view.config);
+  writeSection(tail, view, message.authorities, message.nscount);
   tail.advance(put(tail.room(FixedRoom), ",\"additional\":["));
-  writeSection(tail, message.additionals, message.arcount, view.config);
+  writeSection(tail, view, message.additionals, message.arcount);
 }
 
 void writeJsonBody(data::Tail& tail, const EventView& view) {
@@ -112,7 +112,7 @@ void writeJsonBody(data::Tail& tail, const EventView& view) {
 
   tail.text(",\"type\":");
   tail.text(json_event_types[event.type]);
-  unsigned char* out = tail.room(FixedRoom + event.client.size() + event.server.size() + nameRoom(message.qname));
+  unsigned char* out = tail.room(FixedRoom + nameRoom(message.qname));
   out = put(out, ",\"data\":");
   out = putClient(out, event);
   out = put(out, ",\"proto\":\"");
@@ -129,18 +129,17 @@ void writeJsonBody(data::Tail& tail, const EventView& view) {
 
 void writeJsonError(data::Tail& tail, const EventView& view) {
   const DnsMessageEvent& event = view.event;
-  const auto size = static_cast<uint32_t>(event.message->size());
+  const auto size = static_cast<uint32_t>(event.message.size());
   const std::string& error = view.message.error;
   const auto errorSize = static_cast<uint32_t>(error.size());
 
-  unsigned char* out = tail.room(FixedRoom + event.client.size() + event.server.size() + 2 * size_t{size} +
-                                 json::jsonStrRoom(errorSize));
+  unsigned char* out = tail.room(FixedRoom + 2 * size_t{size} + json::jsonStrRoom(errorSize));
   out = put(out, ",\"type\":\"error\",\"data\":");
   out = putClient(out, event);
   out = put(out, ",\"size\":");
   out = data::writeUint(out, size);
   out = put(out, ",\"packet\":\"");
-  out = hex::writeHex(out, event.message->data(), size);
+  out = hex::writeHex(out, event.message.data(), size);
   out = put(out, "\",\"text\":");
   out = json::writeJsonStr(out, static_cast<const unsigned char*>(static_cast<const void*>(error.data())), errorSize);
   tail.advance(put(out, "}}\n"));

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstring>
+#include <span>
 
-#include "encoding/Bytes.h"
+#include "net/dns/AddressText.h"
+#include "net/dns/DnsMessage.h"
 
 // Stores behind each other, into room made before. Each returns the end of what it wrote.
 namespace ns::net::dns {
@@ -15,11 +17,15 @@ inline unsigned char* put(unsigned char* out, const char (&literal)[Size]) {
   return out + (Size - 1);
 }
 
-/// The bytes of a vector, or those from an offset on.
-inline unsigned char* put(unsigned char* out, const encoding::Bytes& bytes, size_t from = 0) {
-  const size_t count = bytes.size() - from;
-  if (count != 0) std::memcpy(out, bytes.data() + from, count);
-  return out + count;
+inline unsigned char* put(unsigned char* out, const AddressText& address) { return address.copyTo(out); }
+
+/// A piece of a message's text, with DnsMessage::Slack bytes more of room behind it: most are short, and a copy of a
+/// fixed size beats a call.
+inline unsigned char* put(unsigned char* out, std::span<const unsigned char> text) {
+  std::memcpy(out, text.data(), DnsMessage::Slack);
+  if (text.size() > DnsMessage::Slack) [[unlikely]]
+    std::memcpy(out + DnsMessage::Slack, text.data() + DnsMessage::Slack, text.size() - DnsMessage::Slack);
+  return out + text.size();
 }
 
 }  // namespace ns::net::dns

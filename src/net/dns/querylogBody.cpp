@@ -8,7 +8,7 @@ using namespace ns::encoding;
 
 namespace ns::net::dns {
 
-/// More than the literals, numbers and mnemonics of any part that is written at once here take.
+/// More than the literals, numbers, addresses and mnemonics of any part that is written at once here take.
 static constexpr size_t FixedRoom = 256;
 
 /// Whether the socket protocol runs over TCP: TCP itself, DOT, DOH and DNSCrypt over TCP.
@@ -21,9 +21,10 @@ static unsigned char* putClient(unsigned char* out, const DnsMessageEvent& event
 }
 
 /// The domain in brackets, which stand even where no domains are shown.
-static unsigned char* putDomain(unsigned char* out, const Bytes& name, uint32_t offset, bool withDomain) {
+static unsigned char* putDomain(unsigned char* out, const DnsMessage& message, TextView name, uint32_t offset,
+                                bool withDomain) {
   out = put(out, "[");
-  if (withDomain) out = put(out, name, offset);
+  if (withDomain) out = put(out, message.at(name).subspan(offset));
   return put(out, "] ");
 }
 
@@ -39,10 +40,10 @@ static unsigned char* putType(unsigned char* out, uint16_t type) {
 
 static unsigned char* putQuestion(unsigned char* out, const EventView& view) {
   const DnsMessage& message = view.message;
-  out = put(out, message.qname);
+  out = put(out, message.at(message.qname));
   out = put(out, " ");
   if (view.config.querylogExtended)
-    out = putDomain(out, message.qnameLowercase, message.domainOffset, view.config.domainSuffixEnabled);
+    out = putDomain(out, message, message.qnameLowercase, message.domainOffset, view.config.domainSuffixEnabled);
   out = putClass(out, message.qclass);
   out = putType(out, message.qtype);
   out = (message.flags & FlagRd) != 0 ? put(out, "+") : put(out, "-");
@@ -50,7 +51,7 @@ static unsigned char* putQuestion(unsigned char* out, const EventView& view) {
 }
 
 static unsigned char* putServer(unsigned char* out, const EventView& view) {
-  const Bytes& server = view.event.server;
+  const AddressText& server = view.event.server;
   out = server.empty() ? put(out, "<unknown>") : put(out, server);
   if (view.config.querylogExtended) {
     out = put(out, " ");
@@ -60,27 +61,29 @@ static unsigned char* putServer(unsigned char* out, const EventView& view) {
   return put(out, ")");
 }
 
-static void writeAnswer(data::Tail& tail, const EventView& view, DnsRecord& record) {
-  unsigned char* out = tail.room(FixedRoom + 2 * record.name.size() + record.rdata.size());
+static void writeAnswer(data::Tail& tail, const EventView& view, uint32_t index) {
+  DnsMessage& message = view.message;
+  const DnsRecord& record = message.answers[index];
+  unsigned char* out = tail.room(FixedRoom + 2 * size_t{record.name.length} + record.rdata.length);
   out = put(out, "; ");
-  out = put(out, record.name);
+  out = put(out, message.at(record.name));
   out = put(out, " ");
   if (view.config.querylogExtended) {
     const bool withDomain = view.config.domainSuffixEnabled;
-    if (withDomain) findDomain(record, view.config);
-    out = putDomain(out, record.nameLowercase, record.domainOffset, withDomain);
+    if (withDomain) findDomain(message, message.answers, index, view.config);
+    out = putDomain(out, message, record.nameLowercase, record.domainOffset, withDomain);
   }
   out = data::writeUint(out, record.ttl);
   out = put(out, " ");
   out = putClass(out, record.rrclass);
   out = putType(out, record.type);
-  tail.advance(put(out, record.rdata));
+  tail.advance(put(out, message.at(record.rdata)));
 }
 
 static void writeAnswers(data::Tail& tail, const EventView& view) {
   unsigned char* out = put(tail.room(FixedRoom), " ");
   tail.advance(writeDnsParameter(out, response_codes, view.message.flags & RcodeMask, ResponseCodePrefix));
-  for (uint32_t i = 0; i < view.message.ancount; ++i) writeAnswer(tail, view, *view.message.answers[i]);
+  for (uint32_t i = 0; i < view.message.ancount; ++i) writeAnswer(tail, view, i);
 }
 
 void writeQuerylogBody(data::Tail& tail, const EventView& view) {
@@ -90,7 +93,7 @@ void writeQuerylogBody(data::Tail& tail, const EventView& view) {
   if (extended && view.config.domainSuffixEnabled) findDomain(message, view.config);
 
   tail.text(querylog_event_types[event.type]);
-  unsigned char* out = tail.room(FixedRoom + event.client.size() + event.server.size() + 2 * message.qname.size());
+  unsigned char* out = tail.room(FixedRoom + 2 * size_t{message.qname.length});
   out = putClient(out, event);
   if (extended) {
     out = put(out, " %");
@@ -105,10 +108,10 @@ void writeQuerylogBody(data::Tail& tail, const EventView& view) {
 
 void writeQuerylogError(data::Tail& tail, const EventView& view) {
   const DnsMessageEvent& event = view.event;
-  const auto size = static_cast<uint32_t>(event.message->size());
+  const auto size = static_cast<uint32_t>(event.message.size());
   tail.text("errors: ");
   tail.text(view.message.error);
-  unsigned char* out = tail.room(FixedRoom + event.client.size() + event.server.size() + 2 * size_t{size});
+  unsigned char* out = tail.room(FixedRoom + 2 * size_t{size});
   out = put(out, ": client ");
   out = putClient(out, event);
   out = put(out, ": server ");
@@ -116,7 +119,7 @@ void writeQuerylogError(data::Tail& tail, const EventView& view) {
   out = put(out, ": packet \\# ");
   out = data::writeUint(out, size);
   out = put(out, " ");
-  out = hex::writeHex(out, event.message->data(), size);
+  out = hex::writeHex(out, event.message.data(), size);
   tail.advance(put(out, "\n"));
 }
 

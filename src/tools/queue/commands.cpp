@@ -22,7 +22,7 @@
 namespace ns::tools::queue {
 
 using encoding::Bytes;
-using encoding::dnstap::DnstapEvent;
+using encoding::dnstap::DnstapView;
 using event::queue::EventQueue;
 using event::queue::QueueError;
 using event::queue::QueueFileReader;
@@ -80,20 +80,20 @@ bool report(const std::string& filename, const Contents& contents) {
 using Time = std::pair<uint64_t, uint32_t>;
 
 /// The time that an event shows in the text formats: that of the response for the even types.
-Time timeOf(const DnstapEvent& event) {
-  if (event.type % 2 == 0) return {event.response_time_sec, event.response_time_nsec};
-  return {event.query_time_sec, event.query_time_nsec};
+Time timeOf(const DnstapView& record) {
+  if (record.type % 2 == 0) return {record.response_time_sec, record.response_time_nsec};
+  return {record.query_time_sec, record.query_time_nsec};
 }
 
 /// The earliest and the latest time of the events. Batches that came back to the queue stand out of order in it.
 struct Span {
   Time first, last;
   uint64_t timed = 0;
-  DnstapEvent event;
 
   void add(const Bytes& payload) {
-    if (!tryDecodeDnstapEvent(event, payload.data(), static_cast<uint32_t>(payload.size()))) return;
-    const Time time = timeOf(event);
+    DnstapView record;
+    if (!tryDecodeDnstapEvent(record, payload.data(), static_cast<uint32_t>(payload.size()))) return;
+    const Time time = timeOf(record);
     if (time.first == 0) return;
     first = timed == 0 ? time : std::min(first, time);
     last = timed == 0 ? time : std::max(last, time);

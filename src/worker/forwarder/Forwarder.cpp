@@ -17,9 +17,9 @@ static constexpr int ReconnectSeconds = 10;
 // sizes stay far inside 32 bits, and a target that accepts and resets for days does not make the buffer grow for days.
 static constexpr size_t MaxSendSize = 128U << 20;
 
-// Text is made of this many events at a time between two looks at the size of the send buffer: one packet can turn into
-// tens of megabytes, so few; taking them from the queue together saves most of its lock.
-static constexpr size_t FormatGroup = 4;
+// Text is made of about this many bytes of events between two looks at the size of the send buffer, as one packet can
+// turn into tens of megabytes: some hundred real events, so that the queue's lock costs little, or one large one.
+static constexpr size_t FormatSize = 16384;
 
 static std::string prefix(uint32_t id) { return "Forwarder[" + std::to_string(id) + "]: "; }
 
@@ -155,9 +155,9 @@ void Forwarder::formatEvents() {
   std::vector<uint32_t>& lengths = current.eventLengths;
   while (lengths.size() < config.batchSize && sendBuffer.size() <= MaxSendSize) {
     const size_t first = lengths.size();
-    size_t offset = current.events.size();
-    const size_t wanted = std::min<size_t>(FormatGroup, config.batchSize - first);
-    const size_t taken = queue->extract(current.events, lengths, wanted);
+    const size_t begin = current.events.size();
+    queue->extract(current.events, lengths, config.batchSize - first, FormatSize);
+    size_t offset = begin;
     for (size_t i = first; i < lengths.size(); ++i) {
       const uint32_t length = lengths[i];
       if (formatEvent(current.events.data() + offset, length)) {
@@ -167,7 +167,7 @@ void Forwarder::formatEvents() {
       }
       offset += length;
     }
-    if (taken < wanted) break;
+    if (current.events.size() - begin < FormatSize) break;  // the queue is empty, or an empty message makes it seem so
   }
   current.sendSize = static_cast<uint32_t>(sendBuffer.size());
 }
@@ -176,8 +176,8 @@ void Forwarder::formatEvents() {
 bool Forwarder::formatEvent(const unsigned char* record, uint32_t length) {
   using net::dns::Extraction;
   try {
-    if (encoding::dnstap::tryDecodeDnstapEvent(dnstapEvent, record, length)) {
-      const Extraction extraction = net::dns::tryExtractDnsMessageEvent(messageEvent, dnstapEvent);
+    if (encoding::dnstap::tryDecodeDnstapEvent(dnstapView, record, length)) {
+      const Extraction extraction = net::dns::tryExtractDnsMessageEvent(messageEvent, dnstapView);
       if (extraction == Extraction::Event) return formatter.format(sendBuffer, messageEvent);
       if (extraction == Extraction::Skipped) return false;
     }

@@ -79,10 +79,10 @@ class Forwarder {
   net::tls::TlsSocket tlsSocket;
   net::fstrm::FstrmSocket fstrmSocket;
 
-  encoding::Bytes sendBuffer;                 // the lines of the current batch, behind what earlier failures left
-  ForwarderBatch current;                     // being filled and sent
-  ForwarderBatch previous;                    // sent last
-  encoding::dnstap::DnstapEvent dnstapEvent;  // scratch of formatEvent, like the next
+  encoding::Bytes sendBuffer;               // the lines of the current batch, behind what earlier failures left
+  ForwarderBatch current;                   // being filled and sent
+  ForwarderBatch previous;                  // sent last
+  encoding::dnstap::DnstapView dnstapView;  // scratch of formatEvent, like the next
   net::dns::DnsMessageEvent messageEvent;
   bool streamOpen = false;  // the connection was fully up
 

@@ -10,6 +10,7 @@
 using namespace ns::net::dns;
 using ns::encoding::Bytes;
 using ns::encoding::dnstap::DnstapEvent;
+using ns::encoding::dnstap::DnstapView;
 using ns::event::format::EventFormatterConfig;
 
 static Bytes unhex(const std::string& hex) {
@@ -41,7 +42,8 @@ TEST(ExtractDnsMessageEvent, NamesWhatIsBroken) {
     change(record);
     DnsMessageEvent event;
     EXPECT_EQ(failure, test::failureOf<DnsError>([&] { extractDnsMessageEventFromDnstapEvent(event, record); }));
-    EXPECT_EQ(failure.empty() ? Extraction::Event : Extraction::Broken, tryExtractDnsMessageEvent(event, record));
+    EXPECT_EQ(failure.empty() ? Extraction::Event : Extraction::Broken,
+              tryExtractDnsMessageEvent(event, DnstapView(record)));
   }
 }
 
@@ -57,10 +59,10 @@ TEST(DnsMessageEventFormatter, KnowsItsFormatAndWritesOfUnknownTypesOnlyErrors) 
     DnsMessageEvent event;
     Bytes out;
     for (const uint64_t type : {0U, 13U, 1U}) {
-      event.type = type, event.message = type == 1 ? &query : &broken;
+      event.type = type, event.message = type == 1 ? query : broken;
       EXPECT_EQ(format < 2, formatter.format(out, event));
     }
-    event.type = 13, event.message = &query;
+    event.type = 13, event.message = query;
     EXPECT_FALSE(formatter.format(out, event));
     EXPECT_EQ(format < 2 ? 3 : 0, std::count(out.begin(), out.end(), '\n'));
     EXPECT_EQ(format == 1, test::text(out).find(": . [] IN A") != std::string::npos);
