@@ -78,7 +78,7 @@ bool DnstapWalk::decodeField(DnstapView& view) {
 }
 
 static bool readPiece(DnstapView::Piece& piece, Source& source) {
-  uint64_t size;
+  uint64_t size = 0;
   if (!source.bytesLength(size)) return false;
   piece = {source.data + source.offset, static_cast<size_t>(size)};
   source.offset += static_cast<uint32_t>(size);

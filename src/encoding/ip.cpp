@@ -81,9 +81,9 @@ static unsigned char* writeGroup(unsigned char* out, const unsigned char* group)
 
 unsigned char* writeIpv6(unsigned char* out, const unsigned char* address) {
   uint32_t zeros = 0;
-  for (uint32_t i = 0; i < 8; ++i) zeros |= static_cast<uint32_t>(data::loadUint16(address + 2 * i) == 0) << i;
+  for (size_t i = 0; i < 8; ++i) zeros |= static_cast<uint32_t>(data::loadUint16(address + 2 * i) == 0) << i;
   const Run run = Runs[zeros];
-  for (uint32_t i = 0; i < 8; ++i) {
+  for (size_t i = 0; i < 8; ++i) {
     if (i == run.begin) {
       *out++ = ':';
       *out++ = ':';
