@@ -44,6 +44,19 @@ struct Failure {
 /// Reads a varint of any length. Returns the offset behind it, or 0 if it failed.
 uint32_t readVarint(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset, Failure& failure);
 
+/// Reads a varint of up to 8 bytes, all at once: as many may be read at `data`. Returns how many it took, or 0 if it is
+/// longer.
+inline uint32_t readShortVarint(uint64_t& out, const unsigned char* data) {
+  uint64_t word = loadWord(data);
+  const uint64_t ends = ~word & everyByte(0x80);
+  if (ends == 0) return 0;
+  word &= (ends ^ (ends - 1)) & everyByte(0x7F);  // up to the first byte without a high bit
+  word = (word & 0x007F007F007F007F) | (word & 0x7F007F007F007F00) >> 1;
+  word = (word & 0x00003FFF00003FFF) | (word & 0x3FFF00003FFF0000) >> 2;
+  out = (word & 0x000000000FFFFFFF) | (word & 0x0FFFFFFF00000000) >> 4;
+  return static_cast<uint32_t>(std::countr_zero(ends)) / 8 + 1;
+}
+
 /// Bytes read from front to back without exceptions: each reader moves `offset` behind the value and returns true, or
 /// notes a failure, changes nothing else and returns false.
 /// Its functions are inline and hand out no pointer to the object, so that it lives in registers.
@@ -58,8 +71,12 @@ struct Source {
       out = data[offset++];
       return true;
     }
-    if (offset < length && length - offset >= 8 && shortVarint(out)) [[likely]]
-      return true;
+    if (offset < length && length - offset >= 8) [[likely]] {
+      const uint32_t width = readShortVarint(out, data + offset);
+      offset += width;
+      if (width != 0) [[likely]]
+        return true;
+    }
     const uint32_t next = readVarint(out, data, length, offset, failure);
     if (next == 0) return false;
     offset = next;
@@ -131,19 +148,6 @@ struct Source {
   }
 
  private:
-  /// Reads a varint of up to 8 of the next 8 bytes, all at once. Returns false if it is longer.
-  bool shortVarint(uint64_t& out) {
-    uint64_t word = loadWord(data + offset);
-    const uint64_t ends = ~word & everyByte(0x80);
-    if (ends == 0) return false;
-    word &= (ends ^ (ends - 1)) & everyByte(0x7F);  // up to the first byte without a high bit
-    word = (word & 0x007F007F007F007F) | (word & 0x7F007F007F007F00) >> 1;
-    word = (word & 0x00003FFF00003FFF) | (word & 0x3FFF00003FFF0000) >> 2;
-    out = (word & 0x000000000FFFFFFF) | (word & 0x0FFFFFFF00000000) >> 4;
-    offset += static_cast<uint32_t>(std::countr_zero(ends)) / 8 + 1;
-    return true;
-  }
-
   /// As step(), for bytes that are going to be read: refuses a sum that went round, too, which is one past 4 GiB.
   bool take(uint32_t width, Failure::Kind why) { return offset + width < width ? failure.set(why) : step(width, why); }
 

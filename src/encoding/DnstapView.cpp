@@ -23,8 +23,13 @@ DnstapView::DnstapView(const DnstapEvent& event)
       response_message(event.response_message) {}
 
 void DnstapView::reset() {
-  identity = version = extra = Piece();
-  query_address = response_address = query_message = response_message = Piece();
+  identity = {};  // one by one: handed from one to the next, each would be read before it has been stored
+  version = {};
+  extra = {};
+  query_address = {};
+  response_address = {};
+  query_message = {};
+  response_message = {};
   type = socket_family = socket_protocol = 0;
   query_port = response_port = 0;
   query_time_sec = response_time_sec = 0;

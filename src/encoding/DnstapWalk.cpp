@@ -1,5 +1,7 @@
 #include "encoding/DnstapWalk.h"
 
+#include "encoding/plainFields.h"
+
 namespace ns::encoding::dnstap {
 
 // Fields of the record.
@@ -52,6 +54,7 @@ static constexpr std::array<FieldLayout, 15> MessageLayout = {{
 }};
 
 bool DnstapWalk::decode(DnstapView& view) {
+  if (offset < length) offset += decodePlainServer(view, data + offset, length - offset);
   while (offset < length) {
     const uint32_t from = offset;
     if (!decodeField(view) || !finishStep(from)) return false;
@@ -125,6 +128,7 @@ bool DnstapWalk::skipUnknown(Source source, uint8_t wireType) {
 }
 
 bool DnstapWalk::decodeMessage(DnstapView& view, Source message) {
+  message.offset = decodePlainMessage(view, message.data, message.length);
   while (message.offset < message.length) {
     uint32_t field;
     uint8_t wireType;

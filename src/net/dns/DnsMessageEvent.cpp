@@ -46,7 +46,8 @@ static Result extract(DnsMessageEvent& event, const DnstapView& record) {
   event.isQuery = record.type % 2 == 1;
   event.seconds = event.isQuery ? record.query_time_sec : record.response_time_sec;
   event.nanoseconds = event.isQuery ? record.query_time_nsec : record.response_time_nsec;
-  event.message = event.isQuery ? record.query_message : record.response_message;
+  const DnstapView::Piece& message = event.isQuery ? record.query_message : record.response_message;
+  event.message = {message.data(), message.size()};  // as it was stored just now: in two pieces
   if (event.seconds == 0) return {Extraction::Broken, Fault::Seconds};
   if (event.nanoseconds > 999999999) return {Extraction::Broken, Fault::Nanoseconds};
   if (event.message.empty()) return {Extraction::Skipped};

@@ -29,9 +29,9 @@ MessageDecoder::MessageDecoder(const unsigned char* source, uint32_t sourceLengt
 void MessageDecoder::decode() {
   decodeHeader();
   decodeQuestion();
-  decodeSection(message.answers, message.ancount, false);
-  decodeSection(message.authorities, message.nscount, false);
-  decodeSection(message.additionals, message.arcount, true);
+  if (message.ancount != 0) decodeSection(message.answers, message.ancount, false);
+  if (message.nscount != 0) decodeSection(message.authorities, message.nscount, false);
+  if (message.arcount != 0) decodeSection(message.additionals, message.arcount, true);
   text.advance(text.room(DnsMessage::Slack) + DnsMessage::Slack);
   text.finish();
 }
@@ -58,7 +58,7 @@ void MessageDecoder::decodeHeader() {
 void MessageDecoder::decodeQuestion() {
   if (message.qdcount != 1) [[unlikely]]
     failQuestions(message.qdcount);
-  question = readName();
+  readName(question);
   message.qname = question.name;
   message.qnameLowercase = question.lowercase;
   message.qtype = readUint16();
@@ -102,7 +102,7 @@ void MessageDecoder::decodeOwner(DnsRecord& record) {
     budget.spend(known->name.length);
     position += 2;
   } else {
-    owner = readName();
+    readName(owner);
     known = &owner;
   }
   record.name = known->name;
@@ -123,19 +123,22 @@ const MessageDecoder::KnownName* MessageDecoder::findOwner() const {
   return known != nullptr && known->pointers < MaxPointers ? known : nullptr;
 }
 
-MessageDecoder::KnownName MessageDecoder::readName() {
+/// Field by field into its place, as processors stall on a copy of what was only just stored in smaller pieces.
+void MessageDecoder::readName(KnownName& known) {
   const auto start = static_cast<uint32_t>(text.size());
   const NameEnd end = dns::readName(position, data, length, text, forms.trailingDot, budget, start);
-  KnownName known{position, end.pointers, textSince(start), {}};
+  known.name = textSince(start);
+  known.lowercase = {};
   budget.spend(known.name.length);
   if (forms.lowercase) known.lowercase = lowercase(known.name);
 
+  known.offset = position;
+  known.pointers = end.pointers;
   if (end.pointers != 0 && data[position] > 63) {  // what it points at can be pointed at again, too
     known.offset = data::loadUint16(data + position) ^ 0xC000U;
     --known.pointers;
   }
   position = end.offset;
-  return known;
 }
 
 /// A lower-case copy.

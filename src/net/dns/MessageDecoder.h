@@ -34,7 +34,7 @@ class MessageDecoder {
   bool decodeRecord(DnsRecord& record, bool additional);
   void decodeOwner(DnsRecord& record);
   const KnownName* findOwner() const;
-  KnownName readName();
+  void readName(KnownName& known);
   TextView lowercase(TextView name);
   TextView textSince(uint32_t offset) const;
   uint16_t readUint16();
