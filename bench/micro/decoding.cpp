@@ -2,9 +2,9 @@
 
 #include "encoding/dnstap.h"
 #include "micro/records.h"
-#include "net/dns/decodeDnsMessage.h"
-#include "net/dns/decodeDnsMessageFqdn.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
+#include "net/dns/message/decodeDnsMessage.h"
+#include "net/dns/message/names.h"
 
 namespace {
 

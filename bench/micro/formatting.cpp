@@ -3,8 +3,8 @@
 #include "event/format/EventHeaderWriter.h"
 #include "event/format/headers.h"
 #include "micro/records.h"
-#include "net/dns/DnsMessageEventFormatter.h"
-#include "net/dns/eventBodies.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
+#include "net/dns/event/eventBodies.h"
 
 namespace {
 

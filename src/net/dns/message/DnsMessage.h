@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "encoding/Bytes.h"
+#include "net/dns/message/DnsRecord.h"
+
+namespace ns::net::dns {
+
+/// One DNS message (RFC 1035, 4.1), all names and record data as presentation text. Decoded into over and over: the
+/// text and the sections keep their memory for later messages, so the counts say how many records are valid, never the
+/// sizes. All text stands in one vector: names that are the same one in the packet are one there, too.
+struct DnsMessage {
+  using Section = std::vector<DnsRecord>;
+
+  /// How many bytes may be read behind any piece of text, so that a short one can be copied by a fixed size.
+  static constexpr size_t Slack = 32;
+
+  std::span<const unsigned char> at(TextView view) const { return {text.data() + view.offset, view.length}; }
+
+  std::string error;  // empty after a good decode, else the whole failure; the sections then mean nothing
+  uint32_t size = 0;  // of the packet in bytes
+  uint16_t id = 0;
+  uint16_t flags = 0;    // the second word of the header
+  uint16_t qdcount = 0;  // 1 after a good decode
+  uint16_t ancount = 0;
+  uint16_t nscount = 0;
+  uint16_t arcount = 0;     // without the records that are not kept
+  TextView qname;           // case as in the packet
+  TextView qnameLowercase;  // the same with A to Z turned into a to z, where it was asked for
+  uint16_t qtype = 0;
+  uint16_t qclass = 0;
+  uint32_t domainOffset = 0;  // where the domain begins in `qnameLowercase`; set where an output shows it
+  Section answers;
+  Section authorities;
+  Section additionals;
+
+  encoding::Bytes text;  // Slack bytes of no meaning at its end
+};
+
+}  // namespace ns::net::dns

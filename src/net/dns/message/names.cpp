@@ -1,0 +1,84 @@
+#include "net/dns/message/names.h"
+
+#include <string>
+
+#include "encoding/data.h"
+#include "net/dns/message/DnsError.h"
+#include "net/dns/message/escape.h"
+
+namespace data = ns::encoding::data;
+
+namespace ns::net::dns {
+
+static constexpr uint32_t MaxLabelLength = 63;
+
+[[noreturn, gnu::cold, gnu::noinline]] static void failPointers(uint32_t count) {
+  throw DnsError("Read FQDN failed: DNS name has at least " + std::to_string(count) +
+                 " label pointers which is more than the maximum allowed of " + std::to_string(MaxPointers));
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] static void failPastPacket(const char* what, uint32_t offset, uint32_t length) {
+  throw DnsError(std::string("Read FQDN failed: DNS name ") + what + " " + std::to_string(offset) +
+                 " which is past packet len " + std::to_string(length));
+}
+
+/// The offset that the pointer whose first byte is `high` and whose second stands at `position` leads to. The forms 01
+/// and 10 of the two top bits, which are reserved, keep one of them set here: beyond the end of any real packet.
+static uint32_t readPointer(uint32_t high, uint32_t position, const unsigned char* bytes, uint32_t length) {
+  uint8_t low;
+  data::decodeUint8(low, bytes, length, position);
+  const uint32_t target = (high ^ 0xC0U) << 8 | low;
+  if (target >= length) [[unlikely]]
+    failPastPacket("uses pointer offset", target, length);
+  return target;
+}
+
+NameEnd readName(uint32_t offset, const unsigned char* bytes, uint32_t length, data::Tail& text, bool withTrailingDot,
+                 const TextBudget& budget, size_t start) {
+  const size_t first = text.size();
+  uint32_t position = offset;
+  NameEnd end{0, 0};  // an offset of 0 stands for: no pointer yet
+  for (;;) {
+    if (position >= length) [[unlikely]]
+      data::failRead("uint8_t", 1, length, position);
+    const uint32_t count = bytes[position++];
+    if (count == 0) break;
+    if (count > MaxLabelLength) {
+      if (++end.pointers > MaxPointers) [[unlikely]]
+        failPointers(end.pointers);
+      const uint32_t target = readPointer(count, position, bytes, length);
+      if (end.offset == 0) end.offset = position + 1;
+      position = target;
+      continue;
+    }
+    // A label that ends where the packet does has no room for the byte that must follow it.
+    if (count >= length - position) [[unlikely]]
+      failPastPacket("offset + label length", position + count, length);
+    unsigned char* out = text.room(escapedRoom(MaxLabelLength) + 1);
+    budget.check(text.size() - start);
+    out = writeEscaped(out, bytes + position, count, bytes + length);
+    *out++ = '.';
+    text.advance(out);
+    position += count;
+  }
+  if (end.offset == 0) end.offset = position;
+  if (text.size() == first) {
+    if (withTrailingDot) text.character('.');
+  } else if (!withTrailingDot) {
+    text.advance(text.room(0) - 1);
+  }
+  return end;
+}
+
+uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,
+                              bool withTrailingDot) {
+  data::Tail text(name);
+  const TextBudget budget;
+  const size_t start = text.size();
+  const uint32_t end = readName(offset, data, length, text, withTrailingDot, budget, start).offset;
+  budget.check(text.size() - start);
+  text.finish();
+  return end;
+}
+
+}  // namespace ns::net::dns

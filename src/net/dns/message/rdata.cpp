@@ -1,0 +1,123 @@
+#include "net/dns/message/rdata.h"
+
+#include <string>
+
+#include "net/dns/message/DnsError.h"
+#include "net/dns/message/RdataWriter.h"
+#include "net/dns/message/rdataForms.h"
+
+namespace ns::net::dns {
+
+void failRdataBounds(uint32_t offset, uint32_t rdlength, uint32_t length) {
+  throw DnsError("Offset " + std::to_string(offset) + " + record data length " + std::to_string(rdlength) +
+                 " is out of bounds for packet of " + std::to_string(length) + " bytes");
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] static void failAddress(const char* type, uint32_t rdlength, uint32_t expected) {
+  throw DnsError(std::string(type) + " record data length is " + std::to_string(rdlength) + " but should be " +
+                 std::to_string(expected));
+}
+
+static void writeSoa(RdataWriter& writer) {
+  writer.itemName();
+  writer.itemName();
+  for (int i = 0; i < 4; ++i) writer.item32();
+  writer.writeUint(writer.readUint32());
+}
+
+static void writeGeneric(RdataWriter& writer, uint32_t rdlength) {
+  writer.writeText("\\# ");
+  writer.writeUint(rdlength);
+  writer.writeChar(' ');
+  writer.writeHex(rdlength);
+}
+
+static void writeByType(RdataWriter& writer, uint16_t type, uint32_t rdlength) {
+  switch (type) {
+    case 1:  // A
+      if (rdlength != 4) failAddress("A", rdlength, 4);
+      return writer.writeIpv4();
+    case 2:   // NS
+    case 5:   // CNAME
+    case 12:  // PTR
+    case 39:  // DNAME
+      return writer.writeName();
+    case 6:  // SOA
+      return writeSoa(writer);
+    case 15:  // MX
+    case 18:  // AFSDB
+    case 36:  // KX
+      writer.item16();
+      return writer.writeName();
+    case 16:  // TXT
+      writer.writeStringsAt(writer.getPosition(), rdlength, {.quoted = true, .single = false});
+      return;
+    case 28:  // AAAA
+      if (rdlength != 16) failAddress("AAAA", rdlength, 16);
+      return writer.writeIpv6();
+    case 33:  // SRV
+      for (int i = 0; i < 3; ++i) writer.item16();
+      return writer.writeName();
+    case 35:  // NAPTR
+      return writeNaptr(writer);
+    case 37:  // CERT
+      return writeCert(writer);
+    case 43:  // DS
+    case 59:  // CDS
+      writer.item16();
+      writer.item8();
+      writer.item8();
+      return writer.writeHex(writer.getLeft());
+    case 44:  // SSHFP
+      writer.item8();
+      writer.item8();
+      return writer.writeHex(writer.getLeft());
+    case 45:  // IPSECKEY
+      return writeIpseckey(writer);
+    case 46:  // RRSIG
+      return writeRrsig(writer);
+    case 48:  // DNSKEY
+    case 60:  // CDNSKEY
+      writer.item16();
+      writer.item8();
+      writer.item8();
+      return writer.writeBase64(writer.getLeft());
+    case 49:  // DHCID
+    case 61:  // OPENPGPKEY
+      return writer.writeBase64(rdlength);
+    case 50:  // NSEC3
+      return writeNsec3(writer);
+    case 51:  // NSEC3PARAM
+      return writeNsec3param(writer);
+    case 64:  // SVCB
+    case 65:  // HTTPS
+      return writeSvcb(writer);
+    case 256:  // URI
+      writer.item16();
+      writer.item16();
+      // The target has no length byte (RFC 7553, 4.4). Its first character is taken for one all the same.
+      writer.writeStringsAt(writer.getPosition(), writer.getLeft(), {.quoted = true, .single = false});
+      return;
+    case 257:  // CAA
+      return writeCaa(writer);
+    default: return writeGeneric(writer, rdlength);
+  }
+}
+
+void writeRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type, uint32_t rdlength,
+                encoding::data::Tail& text, bool withTrailingDot, const TextBudget& budget) {
+  if (uint64_t{offset} + rdlength > length) [[unlikely]]
+    failRdataBounds(offset, rdlength, length);
+  RdataWriter writer(data, length, offset, offset + rdlength, text, withTrailingDot, budget);
+  writeByType(writer, type, rdlength);
+  writer.checkText();
+}
+
+void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
+                           uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot) {
+  encoding::data::Tail text(rdata);
+  writeRdata(offset, data, length, type, rdlength, text, withTrailingDot, TextBudget());
+  text.finish();
+}
+
+}  // namespace ns::net::dns
