@@ -83,9 +83,8 @@ static void writeRecord(data::Tail& tail, const EventView& view, DnsMessage::Sec
 
 static void writeSection(data::Tail& tail, const EventView& view, DnsMessage::Section& section, uint16_t count) {
   for (uint32_t i = 0; i < count; ++i) writeRecord(tail, view, section, i);
-  unsigned char* const out = tail.room(1);
   if (count != 0) {
-    out[-1] = ']';
+    tail.replaceLast(']');
   } else {
     tail.character(']');
   }

@@ -145,7 +145,7 @@ void MessageDecoder::readName(KnownName& known) {
 TextView MessageDecoder::lowercase(TextView name) {
   const auto start = static_cast<uint32_t>(text.size());
   unsigned char* const out = text.room(name.length);
-  text.advance(data::writeLowercase(out, out - start + name.offset, name.length));
+  text.advance(data::writeLowercase(out, text.at(name.offset), name.length));
   return textSince(start);
 }
 

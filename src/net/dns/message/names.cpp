@@ -65,7 +65,7 @@ NameEnd readName(uint32_t offset, const unsigned char* bytes, uint32_t length, d
   if (text.size() == first) {
     if (withTrailingDot) text.character('.');
   } else if (!withTrailingDot) {
-    text.advance(text.room(0) - 1);
+    text.dropLast();
   }
   return end;
 }
