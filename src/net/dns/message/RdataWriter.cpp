@@ -15,16 +15,10 @@ using namespace ns::encoding;
 
 namespace ns::net::dns {
 
-RdataWriter::RdataWriter(const unsigned char* source, uint32_t sourceLength, uint32_t offset, uint32_t rdataEnd,
-                         data::Tail& tail, bool dot, const TextBudget& textBudget)
-    : data(source),
-      length(sourceLength),
-      position(offset),
-      end(rdataEnd),
-      text(tail),
-      start(text.size()),
-      withTrailingDot(dot),
-      budget(textBudget) {}
+void RdataWriter::failBounds(uint32_t offset, uint32_t rdlength, uint32_t length) {
+  throw DnsError("Offset " + std::to_string(offset) + " + record data length " + std::to_string(rdlength) +
+                 " is out of bounds for packet of " + std::to_string(length) + " bytes");
+}
 
 uint8_t RdataWriter::readUint8() {
   uint8_t value;
@@ -61,9 +55,7 @@ void RdataWriter::writeParameter(const MnemonicTable& table, uint16_t key, std::
   text.advance(writeDnsParameter(text.room(DnsParameterRoom), table, key, prefix));
 }
 
-void RdataWriter::writeName() {
-  position = readName(position, data, length, text, withTrailingDot, budget, start).offset;
-}
+void RdataWriter::writeName() { position = readName(position, data, length, text).offset; }
 
 void RdataWriter::writeTime() {
   const uint32_t seconds = readUint32();
@@ -101,7 +93,7 @@ void RdataWriter::writeString(uint32_t count) {
 }
 
 uint32_t RdataWriter::writeStringsAt(uint32_t offset, uint32_t declared, StringForm form) {
-  return writeStrings(text, {data + offset, declared, length - offset}, form, budget, start);
+  return writeStrings({data + offset, declared, length - offset}, form, text);
 }
 
 uint8_t RdataWriter::item8() {

@@ -3,9 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "encoding/Tail.h"
-#include "encoding/data.h"
-#include "net/dns/message/TextBudget.h"
+#include "net/dns/message/MessageText.h"
 #include "net/dns/message/mnemonics.h"
 #include "net/dns/message/rdataStrings.h"
 
@@ -16,10 +14,13 @@ namespace ns::net::dns {
 /// Whatever lies beyond the message is a DataError from the readers of numbers and a DnsError from all others.
 class RdataWriter {
  public:
-  /// The message of `length` bytes at `data`, the record data from `offset` to `end` in it, both within the message.
-  /// What is written goes behind what `text` holds.
-  RdataWriter(const unsigned char* data, uint32_t length, uint32_t offset, uint32_t end, encoding::data::Tail& text,
-              bool withTrailingDot, const TextBudget& budget);
+  /// The message of `length` bytes at `data`, with `rdlength` bytes of record data at `offset` of it. Throws DnsError
+  /// if they run past its end. What is written goes behind what `text` holds.
+  RdataWriter(const unsigned char* data, uint32_t length, uint32_t offset, uint32_t rdlength, MessageText& text)
+      : data(data), length(length), position(offset), end(offset + rdlength), text(text) {
+    if (uint64_t{offset} + rdlength > length) [[unlikely]]
+      failBounds(offset, rdlength, length);
+  }
 
   uint32_t getPosition() const { return position; }
   uint32_t getEnd() const { return end; }
@@ -57,19 +58,14 @@ class RdataWriter {
   void item32();
   void itemName();
 
-  /// Throws DnsError once the text is more than a message may become. For loops that the packet alone does not end
-  /// soon.
-  void checkText() const { budget.check(text.size() - start); }
-
  private:
+  [[noreturn, gnu::cold, gnu::noinline]] static void failBounds(uint32_t offset, uint32_t rdlength, uint32_t length);
+
   const unsigned char* const data;
   const uint32_t length;
   uint32_t position;
   const uint32_t end;
-  encoding::data::Tail& text;
-  const size_t start;  // where the text of this record begins
-  const bool withTrailingDot;
-  const TextBudget& budget;
+  MessageText& text;
 };
 
 }  // namespace ns::net::dns

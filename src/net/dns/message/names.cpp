@@ -24,29 +24,42 @@ static constexpr uint32_t MaxLabelLength = 63;
 
 /// The offset that the pointer whose first byte is `high` and whose second stands at `position` leads to. The forms 01
 /// and 10 of the two top bits, which are reserved, keep one of them set here: beyond the end of any real packet.
-static uint32_t readPointer(uint32_t high, uint32_t position, const unsigned char* bytes, uint32_t length) {
+static uint32_t readPointer(uint32_t high, uint32_t position, const unsigned char* data, uint32_t length) {
   uint8_t low;
-  data::decodeUint8(low, bytes, length, position);
+  data::decodeUint8(low, data, length, position);
   const uint32_t target = (high ^ 0xC0U) << 8 | low;
   if (target >= length) [[unlikely]]
     failPastPacket("uses pointer offset", target, length);
   return target;
 }
 
-NameEnd readName(uint32_t offset, const unsigned char* bytes, uint32_t length, data::Tail& text, bool withTrailingDot,
-                 const TextBudget& budget, size_t start) {
-  const size_t first = text.size();
+/// A label with a dot behind it.
+static void writeLabel(const unsigned char* label, uint32_t count, const unsigned char* readable, MessageText& text) {
+  unsigned char* out = writeEscaped(text.room(escapedRoom(MaxLabelLength) + 1), label, count, readable);
+  *out++ = '.';
+  text.advance(out);
+}
+
+/// Every label has brought its dot: the last one goes if it is not wanted. The root has none of its own.
+static void endName(uint32_t start, MessageText& text) {
+  const bool isRoot = text.size() == start;
+  if (isRoot && text.hasTrailingDot()) text.character('.');
+  if (!isRoot && !text.hasTrailingDot()) text.dropLast();
+}
+
+NameEnd readName(uint32_t offset, const unsigned char* data, uint32_t length, MessageText& text) {
+  const uint32_t start = text.size();
   uint32_t position = offset;
   NameEnd end{0, 0};  // an offset of 0 stands for: no pointer yet
   for (;;) {
     if (position >= length) [[unlikely]]
       data::failRead("uint8_t", 1, length, position);
-    const uint32_t count = bytes[position++];
+    const uint32_t count = data[position++];
     if (count == 0) break;
     if (count > MaxLabelLength) {
       if (++end.pointers > MaxPointers) [[unlikely]]
         failPointers(end.pointers);
-      const uint32_t target = readPointer(count, position, bytes, length);
+      const uint32_t target = readPointer(count, position, data, length);
       if (end.offset == 0) end.offset = position + 1;
       position = target;
       continue;
@@ -54,29 +67,18 @@ NameEnd readName(uint32_t offset, const unsigned char* bytes, uint32_t length, d
     // A label that ends where the packet does has no room for the byte that must follow it.
     if (count >= length - position) [[unlikely]]
       failPastPacket("offset + label length", position + count, length);
-    unsigned char* out = text.room(escapedRoom(MaxLabelLength) + 1);
-    budget.check(text.size() - start);
-    out = writeEscaped(out, bytes + position, count, bytes + length);
-    *out++ = '.';
-    text.advance(out);
+    writeLabel(data + position, count, data + length, text);
     position += count;
   }
   if (end.offset == 0) end.offset = position;
-  if (text.size() == first) {
-    if (withTrailingDot) text.character('.');
-  } else if (!withTrailingDot) {
-    text.dropLast();
-  }
+  endName(start, text);
   return end;
 }
 
 uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,
                               bool withTrailingDot) {
-  data::Tail text(name);
-  const TextBudget budget;
-  const size_t start = text.size();
-  const uint32_t end = readName(offset, data, length, text, withTrailingDot, budget, start).offset;
-  budget.check(text.size() - start);
+  MessageText text(name, withTrailingDot);
+  const uint32_t end = readName(offset, data, length, text).offset;
   text.finish();
   return end;
 }

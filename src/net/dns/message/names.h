@@ -3,20 +3,12 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
-#include "encoding/Tail.h"
-#include "net/dns/message/TextBudget.h"
+#include "net/dns/message/MessageText.h"
 
 namespace ns::net::dns {
 
 /// How many compression pointers one name may have: what ends a name that points at itself.
 constexpr uint32_t MaxPointers = 127;
-
-/// Appends the name at `offset` of the DNS message of `length` bytes at `data` in presentation text (RFC 1035, 5.1),
-/// following compression pointers (4.1.4) wherever they lead. Dots inside a label are not escaped: the text is for
-/// display. The root name is "." with a trailing dot and empty without.
-/// Returns the offset behind the name as it stands at `offset`. Throws DnsError or DataError, with nothing appended.
-uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,
-                              bool withTrailingDot);
 
 /// Where a name ends, and how many compression pointers were followed to read it.
 struct NameEnd {
@@ -24,9 +16,14 @@ struct NameEnd {
   uint32_t pointers;
 };
 
-/// decodeDnsMessageFqdn as a part of a text, all of which must stay within `budget`: `start` is the size of `text`
-/// where it began. The budget is only looked at.
-NameEnd readName(uint32_t offset, const unsigned char* data, uint32_t length, encoding::data::Tail& text,
-                 bool withTrailingDot, const TextBudget& budget, size_t start);
+/// Writes the name at `offset` of the DNS message of `length` bytes at `data` in presentation text (RFC 1035, 5.1),
+/// following compression pointers (4.1.4) wherever they lead. Dots inside a label are not escaped: the text is for
+/// display. The root name is "." with a trailing dot and empty without.
+/// Returns the offset behind the name as it stands at `offset`. Throws DnsError or DataError.
+NameEnd readName(uint32_t offset, const unsigned char* data, uint32_t length, MessageText& text);
+
+/// decodeDnsMessage's reader of names, for one name: appends it to `name`. Throws with nothing appended.
+uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,
+                              bool withTrailingDot);
 
 }  // namespace ns::net::dns

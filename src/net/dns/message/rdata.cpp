@@ -8,14 +8,13 @@
 
 namespace ns::net::dns {
 
-void failRdataBounds(uint32_t offset, uint32_t rdlength, uint32_t length) {
-  throw DnsError("Offset " + std::to_string(offset) + " + record data length " + std::to_string(rdlength) +
-                 " is out of bounds for packet of " + std::to_string(length) + " bytes");
-}
-
 [[noreturn, gnu::cold, gnu::noinline]] static void failAddress(const char* type, uint32_t rdlength, uint32_t expected) {
   throw DnsError(std::string(type) + " record data length is " + std::to_string(rdlength) + " but should be " +
                  std::to_string(expected));
+}
+
+static void checkAddress(const RdataWriter& writer, const char* type, uint32_t expected) {
+  if (writer.getLeft() != expected) failAddress(type, writer.getLeft(), expected);
 }
 
 static void writeSoa(RdataWriter& writer) {
@@ -25,17 +24,18 @@ static void writeSoa(RdataWriter& writer) {
   writer.writeUint(writer.readUint32());
 }
 
-static void writeGeneric(RdataWriter& writer, uint32_t rdlength) {
+static void writeGeneric(RdataWriter& writer) {
+  const uint32_t rdlength = writer.getLeft();
   writer.writeText("\\# ");
   writer.writeUint(rdlength);
   writer.writeChar(' ');
   writer.writeHex(rdlength);
 }
 
-static void writeByType(RdataWriter& writer, uint16_t type, uint32_t rdlength) {
+void writeRdata(RdataWriter& writer, uint16_t type) {
   switch (type) {
     case 1:  // A
-      if (rdlength != 4) failAddress("A", rdlength, 4);
+      checkAddress(writer, "A", 4);
       return writer.writeIpv4();
     case 2:   // NS
     case 5:   // CNAME
@@ -50,10 +50,10 @@ static void writeByType(RdataWriter& writer, uint16_t type, uint32_t rdlength) {
       writer.item16();
       return writer.writeName();
     case 16:  // TXT
-      writer.writeStringsAt(writer.getPosition(), rdlength, {.quoted = true, .single = false});
+      writer.writeStringsAt(writer.getPosition(), writer.getLeft(), {.quoted = true, .single = false});
       return;
     case 28:  // AAAA
-      if (rdlength != 16) failAddress("AAAA", rdlength, 16);
+      checkAddress(writer, "AAAA", 16);
       return writer.writeIpv6();
     case 33:  // SRV
       for (int i = 0; i < 3; ++i) writer.item16();
@@ -84,7 +84,7 @@ static void writeByType(RdataWriter& writer, uint16_t type, uint32_t rdlength) {
       return writer.writeBase64(writer.getLeft());
     case 49:  // DHCID
     case 61:  // OPENPGPKEY
-      return writer.writeBase64(rdlength);
+      return writer.writeBase64(writer.getLeft());
     case 50:  // NSEC3
       return writeNsec3(writer);
     case 51:  // NSEC3PARAM
@@ -100,23 +100,15 @@ static void writeByType(RdataWriter& writer, uint16_t type, uint32_t rdlength) {
       return;
     case 257:  // CAA
       return writeCaa(writer);
-    default: return writeGeneric(writer, rdlength);
+    default: return writeGeneric(writer);
   }
-}
-
-void writeRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type, uint32_t rdlength,
-                encoding::data::Tail& text, bool withTrailingDot, const TextBudget& budget) {
-  if (uint64_t{offset} + rdlength > length) [[unlikely]]
-    failRdataBounds(offset, rdlength, length);
-  RdataWriter writer(data, length, offset, offset + rdlength, text, withTrailingDot, budget);
-  writeByType(writer, type, rdlength);
-  writer.checkText();
 }
 
 void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
                            uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot) {
-  encoding::data::Tail text(rdata);
-  writeRdata(offset, data, length, type, rdlength, text, withTrailingDot, TextBudget());
+  MessageText text(rdata, withTrailingDot);
+  RdataWriter writer(data, length, offset, rdlength, text);
+  writeRdata(writer, type);
   text.finish();
 }
 

@@ -15,7 +15,7 @@ namespace ns::net::dns {
                  std::to_string(available) + " are left in the packet");
 }
 
-uint32_t writeStrings(data::Tail& text, StringSource source, StringForm form, const TextBudget& budget, size_t start) {
+uint32_t writeStrings(StringSource source, StringForm form, MessageText& text) {
   uint32_t position = 0;
   while (position < source.declared) {
     if (position >= source.available) [[unlikely]]
@@ -27,7 +27,6 @@ uint32_t writeStrings(data::Tail& text, StringSource source, StringForm form, co
       failBeyond(end, source.available);
 
     unsigned char* out = text.room(escapedRoom(length) + 3);
-    budget.check(text.size() - start);
     if (form.quoted && !first) *out++ = ' ';
     if (form.quoted) *out++ = '"';
     out = writeEscaped(out, source.data + position, end - position, source.data + source.available);
@@ -46,8 +45,8 @@ void decodeRdataString(const unsigned char* data, uint32_t length, encoding::Byt
 
 uint32_t decodeRdataStrings(const unsigned char* data, uint32_t length, encoding::Bytes& out, bool quoted,
                             bool single) {
-  data::Tail text(out);
-  const uint32_t used = writeStrings(text, {data, length, length}, {quoted, single}, TextBudget(), text.size());
+  MessageText text(out, false);
+  const uint32_t used = writeStrings({data, length, length}, {quoted, single}, text);
   text.finish();
   return used;
 }

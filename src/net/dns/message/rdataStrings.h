@@ -4,8 +4,7 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
-#include "encoding/Tail.h"
-#include "net/dns/message/TextBudget.h"
+#include "net/dns/message/MessageText.h"
 
 // Character strings of record data (RFC 1035, 3.3): a length byte and that many bytes each.
 namespace ns::net::dns {
@@ -31,10 +30,8 @@ struct StringForm {
   bool single;
 };
 
-/// decodeRdataStrings as a part of a text, all of which must stay within `budget`: `start` is the size of `text` where
-/// it began. Throws DnsError once a string lies beyond what is available, and not before: with a declared length far
-/// too long a single string can still be a good one.
-uint32_t writeStrings(encoding::data::Tail& text, StringSource source, StringForm form, const TextBudget& budget,
-                      size_t start);
+/// decodeRdataStrings as a part of a message's text. Throws DnsError once a string lies beyond what is available, and
+/// not before: with a declared length far too long a single string can still be a good one.
+uint32_t writeStrings(StringSource source, StringForm form, MessageText& text);
 
 }  // namespace ns::net::dns

@@ -63,7 +63,6 @@ static void writeMandatory(RdataWriter& writer, uint16_t left) {
       writer.writeText("key");
       writer.writeUint(key);
     }
-    writer.checkText();
     left = static_cast<uint16_t>(left - 2);
   }
 }
@@ -74,7 +73,6 @@ static void writeAlpn(RdataWriter& writer, uint16_t left) {
     const uint8_t count = writer.readUint8();
     checkValue(writer, count);
     writer.writeString(count);
-    writer.checkText();
     left = static_cast<uint16_t>(left - 1 - count);
   }
 }
@@ -142,7 +140,6 @@ void writeSvcb(RdataWriter& writer) {
   while (writer.getPosition() < writer.getEnd()) {
     writer.writeChar(' ');
     writeParameter(writer, circle);
-    writer.checkText();
   }
 }
 
