@@ -3,8 +3,7 @@
 #include "encoding/dnstap.h"
 #include "micro/records.h"
 #include "net/dns/domain/suffixes.h"
-#include "net/dns/message/decodeDnsMessage.h"
-#include "net/dns/message/names.h"
+#include "net/dns/message/contract.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "encoding/dnstap.h"
 #include "net/dns/domain/suffixes.h"
-#include "net/dns/message/decodeDnsMessage.h"
+#include "net/dns/message/contract.h"
 #include "tools/Frames.h"
 
 namespace bench {

@@ -30,10 +30,11 @@ enum class Extraction {
   Broken    ///< breaks the rules
 };
 
-/// Picks what an event needs out of a dnstap record. Never throws: the road of every event, broken ones included.
-Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapView& record) noexcept;
+/// The most that DnsMessageEvent::nanoseconds may be.
+constexpr uint32_t MaxNanoseconds = 999999999;
 
-/// The same with the reason: returns whether there is an event, and throws DnsError for a broken record.
-bool extractDnsMessageEventFromDnstapEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapEvent& dnstapEvent);
+/// Picks what an event needs out of a dnstap record. Never throws: the road of every event, broken ones included.
+/// A broken one leaves in `event` what was picked before the fault was found.
+Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapView& record) noexcept;
 
 }  // namespace ns::net::dns

@@ -4,7 +4,7 @@
 
 #include "encoding/Tail.h"
 #include "net/dns/event/eventBodies.h"
-#include "net/dns/message/mnemonics.h"
+#include "net/dns/event/eventWords.h"
 
 using ns::event::format::EventFormatterConfig;
 using ns::event::format::EventHeaderWriter;

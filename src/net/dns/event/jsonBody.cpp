@@ -2,6 +2,7 @@
 #include "encoding/hex.h"
 #include "encoding/json.h"
 #include "net/dns/event/eventBodies.h"
+#include "net/dns/event/eventWords.h"
 #include "net/dns/event/put.h"
 #include "net/dns/message/mnemonics.h"
 
@@ -52,9 +53,9 @@ static unsigned char* putQuestion(unsigned char* out, const DnsMessage& message,
     out = putString(out, message, message.qnameLowercase, message.domainOffset);
   }
   out = put(out, ",\"qclass\":\"");
-  out = writeDnsParameter(out, record_classes, message.qclass, RecordClassPrefix);
+  out = writeDnsParameter(out, record_classes, message.qclass);
   out = put(out, "\",\"qtype\":\"");
-  out = writeDnsParameter(out, record_types, message.qtype, RecordTypePrefix);
+  out = writeDnsParameter(out, record_types, message.qtype);
   return put(out, "\"");
 }
 
@@ -73,9 +74,9 @@ static void writeRecord(data::Tail& tail, const EventView& view, DnsMessage::Sec
   out = put(out, ",\"ttl\":");
   out = data::writeUint(out, record.ttl);
   out = put(out, ",\"rrclass\":\"");
-  out = writeDnsParameter(out, record_classes, record.rrclass, RecordClassPrefix);
+  out = writeDnsParameter(out, record_classes, record.rrclass);
   out = put(out, "\",\"rrtype\":\"");
-  out = writeDnsParameter(out, record_types, record.type, RecordTypePrefix);
+  out = writeDnsParameter(out, record_types, record.type);
   out = put(out, "\",\"data\":");
   out = putString(out, message, record.rdata);
   tail.advance(put(out, "},"));
@@ -94,7 +95,7 @@ static void writeResponse(data::Tail& tail, const EventView& view) {
   DnsMessage& message = view.message;
   unsigned char* out = tail.room(FixedRoom);
   out = put(out, ",\"rcode\":\"");
-  out = writeDnsParameter(out, response_codes, message.flags & RcodeMask, ResponseCodePrefix);
+  out = writeDnsParameter(out, response_codes, message.flags & RcodeMask);
   tail.advance(put(out, "\",\"answers\":["));
   writeSection(tail, view, message.answers, message.ancount);
   tail.advance(put(tail.room(FixedRoom), ",\"authority\":["));
@@ -115,7 +116,7 @@ void writeJsonBody(data::Tail& tail, const EventView& view) {
   out = put(out, ",\"data\":");
   out = putClient(out, event);
   out = put(out, ",\"proto\":\"");
-  out = writeDnsParameter(out, socket_protocols, static_cast<uint16_t>(event.proto), SocketProtocolPrefix);
+  out = writeDnsParameter(out, socket_protocols, static_cast<uint16_t>(event.proto));
   out = put(out, "\",\"size\":");
   out = data::writeUint(out, message.size);
   out = put(out, ",\"txid\":");

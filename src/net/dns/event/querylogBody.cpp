@@ -1,6 +1,7 @@
 #include "encoding/data.h"
 #include "encoding/hex.h"
 #include "net/dns/event/eventBodies.h"
+#include "net/dns/event/eventWords.h"
 #include "net/dns/event/put.h"
 #include "net/dns/message/mnemonics.h"
 
@@ -29,12 +30,12 @@ static unsigned char* putDomain(unsigned char* out, const DnsMessage& message, T
 }
 
 static unsigned char* putClass(unsigned char* out, uint16_t rrclass) {
-  out = writeDnsParameter(out, record_classes, rrclass, RecordClassPrefix);
+  out = writeDnsParameter(out, record_classes, rrclass);
   return put(out, " ");
 }
 
 static unsigned char* putType(unsigned char* out, uint16_t type) {
-  out = writeDnsParameter(out, record_types, type, RecordTypePrefix);
+  out = writeDnsParameter(out, record_types, type);
   return put(out, " ");
 }
 
@@ -82,7 +83,7 @@ static void writeAnswer(data::Tail& tail, const EventView& view, uint32_t index)
 
 static void writeAnswers(data::Tail& tail, const EventView& view) {
   unsigned char* out = put(tail.room(FixedRoom), " ");
-  tail.advance(writeDnsParameter(out, response_codes, view.message.flags & RcodeMask, ResponseCodePrefix));
+  tail.advance(writeDnsParameter(out, response_codes, view.message.flags & RcodeMask));
   for (uint32_t i = 0; i < view.message.ancount; ++i) writeAnswer(tail, view, i);
 }
 

@@ -51,8 +51,8 @@ const unsigned char* RdataWriter::take(uint32_t count) {
   return first;
 }
 
-void RdataWriter::writeParameter(const MnemonicTable& table, uint16_t key, std::string_view prefix) {
-  text.advance(writeDnsParameter(text.room(DnsParameterRoom), table, key, prefix));
+void RdataWriter::writeParameter(const MnemonicTable& table, uint16_t key) {
+  text.advance(writeDnsParameter(text.room(DnsParameterRoom), table, key));
 }
 
 void RdataWriter::writeName() { position = readName(position, data, length, text).offset; }

@@ -37,7 +37,7 @@ class RdataWriter {
   void writeChar(char value) { text.character(value); }
   void writeText(std::string_view value) { text.text(value); }
   void writeUint(uint64_t value) { text.uint(value); }
-  void writeParameter(const MnemonicTable& table, uint16_t key, std::string_view prefix);
+  void writeParameter(const MnemonicTable& table, uint16_t key);
 
   // Each of these takes what it writes off the packet.
   void writeName();

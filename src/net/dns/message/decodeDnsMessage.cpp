@@ -185,10 +185,6 @@ void MessageDecoder::readName(KnownName& known) {
 /// the worst packet's 16 MiB, and as much in lower case, would stay for good.
 static constexpr size_t MaxMemory = size_t{8} << 20;
 
-void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, bool withTrailingDot) {
-  decodeDnsMessage(data, length, message, NameForms{withTrailingDot, true});
-}
-
 void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms) {
   if (message.text.capacity() > MaxMemory) [[unlikely]]
     message.text = encoding::Bytes();

@@ -1,56 +1,22 @@
 #include "net/dns/message/mnemonics.h"
 
-namespace data = ns::encoding::data;
-
 namespace ns::net::dns {
 
-struct Pair {
-  uint16_t key;
-  std::string_view text;
-};
-
-/// A table of `Count` rows of `pairs`. Of two pairs with the same key the first one counts.
-template <size_t Count, size_t Pairs>
-static constexpr std::array<Mnemonic, Count> makeTable(const Pair (&pairs)[Pairs]) {
-  std::array<Mnemonic, Count> table{};
-  for (const Pair& pair : pairs) {
-    Mnemonic& row = table.at(pair.key);
-    if (row.length != 0) continue;
-    for (const char c : pair.text) row.text.at(row.length++) = c;
-  }
-  return table;
-}
-
 static constexpr auto RecordClasses =
-    makeTable<256>({{0, "RESERVED0"}, {1, "IN"}, {3, "CH"}, {4, "HS"}, {254, "NONE"}, {255, "ANY"}});
+    makeMnemonics<256>({{0, "RESERVED0"}, {1, "IN"}, {3, "CH"}, {4, "HS"}, {254, "NONE"}, {255, "ANY"}});
 
-static constexpr auto ResponseCodes = makeTable<24>({
-    {0, "NOERROR"},
-    {1, "FORMERR"},
-    {2, "SERVFAIL"},
-    {3, "NXDOMAIN"},
-    {4, "NOTIMP"},
-    {5, "REFUSED"},
-    {6, "YXDOMAIN"},
-    {7, "YXRRSET"},
-    {8, "NXRRSET"},
-    {9, "NOTAUTH"},  // server not authoritative for the zone
-                     // (RFC 2136)
-    {9, "NOTAUTH"},  // not authorised (RFC 8945)
-    {10, "NOTZONE"},
-    {11, "DSOTYPENI"},
-    {16, "BADVERS"},  // as an extended code of EDNS (RFC 6891)
-    {16, "BADSIG"},   // as an error of TSIG (RFC 8945), which no header holds
-    {17, "BADKEY"},
-    {18, "BADTIME"},
-    {19, "BADMODE"},
-    {20, "BADNAME"},
-    {21, "BADALG"},
-    {22, "BADTRUNC"},
+static constexpr auto ResponseCodes = makeMnemonics<24>({
+    {0, "NOERROR"},    {1, "FORMERR"},    {2, "SERVFAIL"}, {3, "NXDOMAIN"}, {4, "NOTIMP"},  {5, "REFUSED"},
+    {6, "YXDOMAIN"},   {7, "YXRRSET"},    {8, "NXRRSET"},  {9, "NOTAUTH"},  // server not authoritative for the zone
+                                                                            // (RFC 2136)
+    {9, "NOTAUTH"},                                                         // not authorised (RFC 8945)
+    {10, "NOTZONE"},   {11, "DSOTYPENI"}, {16, "BADVERS"},                  // as an extended code of EDNS (RFC 6891)
+    {16, "BADSIG"},  // as an error of TSIG (RFC 8945), which no header holds
+    {17, "BADKEY"},    {18, "BADTIME"},   {19, "BADMODE"}, {20, "BADNAME"}, {21, "BADALG"}, {22, "BADTRUNC"},
     {23, "BADCOOKIE"},
 });
 
-static constexpr auto CertTypes = makeTable<255>({
+static constexpr auto CertTypes = makeMnemonics<255>({
     {1, "PKIX"},
     {2, "SPKI"},
     {3, "PGP"},
@@ -63,7 +29,7 @@ static constexpr auto CertTypes = makeTable<255>({
     {254, "OID"},
 });
 
-static constexpr auto AlgorithmTypes = makeTable<255>({
+static constexpr auto AlgorithmTypes = makeMnemonics<255>({
     {1, "RSAMD5"},
     {2, "DH"},
     {3, "DSA"},
@@ -83,10 +49,7 @@ static constexpr auto AlgorithmTypes = makeTable<255>({
     {254, "PRIVATEOID"},
 });
 
-static constexpr auto SocketProtocols =
-    makeTable<8>({{1, "UDP"}, {2, "TCP"}, {3, "DOT"}, {4, "DOH"}, {5, "DNSCryptUDP"}, {6, "DNSCryptTCP"}, {7, "DOQ"}});
-
-static constexpr auto RecordTypes = makeTable<265>({
+static constexpr auto RecordTypes = makeMnemonics<265>({
     {0, "RESERVED0"},   {1, "A"},          {2, "NS"},        {3, "MD"},          {4, "MF"},     {5, "CNAME"},
     {6, "SOA"},         {7, "MB"},         {8, "MG"},        {9, "MR"},          {10, "NULL"},  {11, "WKS"},
     {12, "PTR"},        {13, "HINFO"},     {14, "MINFO"},    {15, "MX"},         {16, "TXT"},   {17, "RP"},
@@ -104,72 +67,13 @@ static constexpr auto RecordTypes = makeTable<265>({
     {253, "MAILB"},     {254, "MAILA"},    {255, "ANY"},     {256, "URI"},       {257, "CAA"},  {258, "AVC"},
     {259, "DOA"},       {260, "AMTRELAY"}, {261, "RESINFO"}, {262, "WALLET"},    {263, "CLA"},  {264, "IPN"},
 });
-static constexpr auto HighRecordTypes = makeTable<2>({{0, "TA"}, {1, "DLV"}});
+static constexpr auto HighRecordTypes = makeMnemonics<2>({{0, "TA"}, {1, "DLV"}});
 
-const MnemonicTable record_classes{RecordClasses.data(), RecordClasses.size()};
-const MnemonicTable response_codes{ResponseCodes.data(), ResponseCodes.size()};
-const MnemonicTable cert_types{CertTypes.data(), CertTypes.size()};
-const MnemonicTable algorithm_types{AlgorithmTypes.data(), AlgorithmTypes.size()};
-const MnemonicTable socket_protocols{SocketProtocols.data(), SocketProtocols.size()};
-const MnemonicTable record_types{RecordTypes.data(), RecordTypes.size(), HighRecordTypes.data(),
+const MnemonicTable record_classes{"CLASS", RecordClasses.data(), RecordClasses.size()};
+const MnemonicTable response_codes{"RCODE", ResponseCodes.data(), ResponseCodes.size()};
+const MnemonicTable cert_types{"", CertTypes.data(), CertTypes.size()};
+const MnemonicTable algorithm_types{"", AlgorithmTypes.data(), AlgorithmTypes.size()};
+const MnemonicTable record_types{"TYPE", RecordTypes.data(), RecordTypes.size(), HighRecordTypes.data(),
                                  HighRecordTypes.size()};
-
-const std::array<std::string_view, no_json_event_types> json_event_types{
-    "",
-    "\"auth-query\"",
-    "\"auth-response\"",
-    "\"resolver-query\"",
-    "\"resolver-response\"",
-    "\"client-query\"",
-    "\"client-response\"",
-    "\"forwarder-query\"",
-    "\"forwarder-response\"",
-    "\"stub-query\"",
-    "\"stub-response\"",
-    "\"tool-query\"",
-    "\"tool-response\"",
-};
-
-const std::array<std::string_view, no_querylog_event_types> querylog_event_types{
-    "",
-    "queries: client ",
-    "queries: client ",
-    "queries: resolver ",
-    "queries: resolver ",
-    "queries: client ",
-    "queries: client ",
-    "queries: forwarder ",
-    "queries: forwarder ",
-    "queries: stub ",
-    "queries: stub ",
-    "queries: tool ",
-    "queries: tool ",
-};
-
-void formatDnsParameter(encoding::Bytes& buffer, const MnemonicTable& table, uint16_t key, std::string_view prefix) {
-  if (const Mnemonic* const row = table.find(key)) {
-    data::formatChars(buffer, {row->text.data(), row->length});
-  } else {
-    data::formatChars(buffer, prefix);
-    data::formatUint(buffer, key);
-  }
-}
-
-void formatRecordType(encoding::Bytes& buffer, uint16_t key) {
-  formatDnsParameter(buffer, record_types, key, RecordTypePrefix);
-}
-void formatRecordClass(encoding::Bytes& buffer, uint16_t key) {
-  formatDnsParameter(buffer, record_classes, key, RecordClassPrefix);
-}
-void formatResponseCode(encoding::Bytes& buffer, uint16_t key) {
-  formatDnsParameter(buffer, response_codes, key, ResponseCodePrefix);
-}
-void formatSocketProtocol(encoding::Bytes& buffer, uint16_t key) {
-  formatDnsParameter(buffer, socket_protocols, key, SocketProtocolPrefix);
-}
-void formatCertType(encoding::Bytes& buffer, uint16_t key) { formatDnsParameter(buffer, cert_types, key, ""); }
-void formatAlgorithmType(encoding::Bytes& buffer, uint16_t key) {
-  formatDnsParameter(buffer, algorithm_types, key, "");
-}
 
 }  // namespace ns::net::dns

@@ -75,12 +75,4 @@ NameEnd readName(uint32_t offset, const unsigned char* data, uint32_t length, Me
   return end;
 }
 
-uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,
-                              bool withTrailingDot) {
-  MessageText text(name, withTrailingDot);
-  const uint32_t end = readName(offset, data, length, text).offset;
-  text.finish();
-  return end;
-}
-
 }  // namespace ns::net::dns

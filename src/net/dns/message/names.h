@@ -2,7 +2,6 @@
 
 #include <cstdint>
 
-#include "encoding/Bytes.h"
 #include "net/dns/message/MessageText.h"
 
 namespace ns::net::dns {
@@ -21,9 +20,5 @@ struct NameEnd {
 /// display. The root name is "." with a trailing dot and empty without.
 /// Returns the offset behind the name as it stands at `offset`. Throws DnsError or DataError.
 NameEnd readName(uint32_t offset, const unsigned char* data, uint32_t length, MessageText& text);
-
-/// decodeDnsMessage's reader of names, for one name: appends it to `name`. Throws with nothing appended.
-uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,
-                              bool withTrailingDot);
 
 }  // namespace ns::net::dns

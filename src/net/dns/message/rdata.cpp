@@ -104,12 +104,4 @@ void writeRdata(RdataWriter& writer, uint16_t type) {
   }
 }
 
-void decodeDnsMessageRdata(uint32_t offset, const unsigned char* data, uint32_t length, uint16_t type,
-                           uint32_t rdlength, encoding::Bytes& rdata, bool withTrailingDot) {
-  MessageText text(rdata, withTrailingDot);
-  RdataWriter writer(data, length, offset, rdlength, text);
-  writeRdata(writer, type);
-  text.finish();
-}
-
 }  // namespace ns::net::dns

@@ -3,10 +3,10 @@
 namespace ns::net::dns {
 
 void writeCert(RdataWriter& writer) {
-  writer.writeParameter(cert_types, writer.readUint16(), "");
+  writer.writeParameter(cert_types, writer.readUint16());
   writer.writeChar(' ');
   writer.item16();
-  writer.writeParameter(algorithm_types, writer.readUint8(), "");
+  writer.writeParameter(algorithm_types, writer.readUint8());
   writer.writeChar(' ');
   writer.writeBase64(writer.getLeft());
 }
@@ -31,7 +31,7 @@ void writeIpseckey(RdataWriter& writer) {
 }
 
 void writeRrsig(RdataWriter& writer) {
-  writer.writeParameter(record_types, writer.readUint16(), RecordTypePrefix);
+  writer.writeParameter(record_types, writer.readUint16());
   writer.writeChar(' ');
   writer.item8();
   writer.item8();
@@ -52,7 +52,7 @@ static void writeTypes(RdataWriter& writer, uint32_t window, uint32_t count) {
     for (uint32_t j = 0; j < 8; ++j) {
       if ((bits & (0x80U >> j)) == 0) continue;
       writer.writeChar(' ');
-      writer.writeParameter(record_types, static_cast<uint16_t>((window * 32 + i) * 8 + j), RecordTypePrefix);
+      writer.writeParameter(record_types, static_cast<uint16_t>((window * 32 + i) * 8 + j));
     }
   }
 }

@@ -38,17 +38,4 @@ uint32_t writeStrings(StringSource source, StringForm form, MessageText& text) {
   return position;
 }
 
-void decodeRdataString(const unsigned char* data, uint32_t length, encoding::Bytes& out) {
-  unsigned char* const begin = data::grow(out, escapedRoom(length));
-  data::cut(out, writeEscaped(begin, data, length, data + length));
-}
-
-uint32_t decodeRdataStrings(const unsigned char* data, uint32_t length, encoding::Bytes& out, bool quoted,
-                            bool single) {
-  MessageText text(out, false);
-  const uint32_t used = writeStrings({data, length, length}, {quoted, single}, text);
-  text.finish();
-  return used;
-}
-
 }  // namespace ns::net::dns

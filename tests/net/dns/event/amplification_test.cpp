@@ -7,6 +7,7 @@
 #include "encoding/dnstap.h"
 #include "net/dns/domain/suffixes.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
+#include "net/dns/event/contract.h"
 #include "support/bytes.h"
 
 // What the worst packet of each kind costs: 64 KiB that a stranger wrote may turn into much text, but into no more than

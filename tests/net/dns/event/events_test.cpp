@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "net/dns/event/DnsMessageEvent.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
+#include "net/dns/event/contract.h"
 #include "net/dns/message/DnsError.h"
 #include "support/bytes.h"
 

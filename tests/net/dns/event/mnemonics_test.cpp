@@ -1,10 +1,11 @@
-#include "net/dns/message/mnemonics.h"
-
 #include <gtest/gtest.h>
 
 #include <set>
 #include <sstream>
 
+#include "net/dns/event/contract.h"
+#include "net/dns/event/eventWords.h"
+#include "net/dns/message/contract.h"
 #include "support/appended.h"
 
 using namespace ns::net::dns;
@@ -34,8 +35,9 @@ TEST(Mnemonics, AreWordsOrPrefixAndNumber) {
     std::set<std::string> words;
     for (uint32_t i = 0; i < 65536; ++i) {
       unsigned char out[DnsParameterRoom];
-      unsigned char* const end = writeDnsParameter(out, c.table, static_cast<uint16_t>(i), "");
-      if (const std::string text(&out[0], end); text != std::to_string(i)) words.insert(text);
+      unsigned char* const end = writeDnsParameter(out, c.table, static_cast<uint16_t>(i));
+      const std::string text(&out[0], end), number = std::string(c.table.prefix) + std::to_string(i);
+      if (text != number) words.insert(text);
     }
     EXPECT_EQ(c.rows, words.size());
   }

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "net/dns/message/decodeDnsMessage.h"
+#include "net/dns/message/contract.h"
 #include "support/bytes.h"
 #include "support/table.h"
 

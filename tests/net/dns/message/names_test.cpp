@@ -3,7 +3,7 @@
 #include <random>
 
 #include "net/dns/message/DnsError.h"
-#include "net/dns/message/names.h"
+#include "net/dns/message/contract.h"
 #include "support/appended.h"
 #include "support/table.h"
 

@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "net/dns/message/DnsError.h"
-#include "net/dns/message/rdata.h"
-#include "net/dns/message/rdataStrings.h"
+#include "net/dns/message/contract.h"
 #include "support/appended.h"
 #include "support/table.h"
 
