@@ -8,11 +8,12 @@
 
 namespace ns::net::dns {
 
-/// The text of an IP address, or none. Kept in place and copied as a whole: an event has two of them.
+/// The text of an IP address, or none. Kept in place and copied as a whole: an event has two of
+/// them.
 class AddressText {
  public:
-  /// What copyTo() needs as room.
-  static constexpr size_t Room = 48;
+  static constexpr size_t Room = 48;  // three plain stores of 16 bytes
+  static_assert(Room >= encoding::ip::Ipv6Room && Room >= encoding::ip::Ipv4Room);
 
   void clear() { length = 0; }
   void setIpv4(const unsigned char* address) { setEnd(encoding::ip::writeIpv4(text.data(), address)); }
@@ -20,7 +21,7 @@ class AddressText {
 
   bool empty() const { return length == 0; }
 
-  /// Writes the text at `out`. Returns the end of what it wrote.
+  /// Writes the text at `out`, and what is left of Room with anything. Returns the end of the text.
   unsigned char* copyTo(unsigned char* out) const {
     std::memcpy(out, text.data(), Room);
     return out + length;
@@ -32,7 +33,5 @@ class AddressText {
   std::array<unsigned char, Room> text{};
   size_t length = 0;
 };
-
-static_assert(AddressText::Room >= encoding::ip::Ipv6Room && AddressText::Room >= encoding::ip::Ipv4Room);
 
 }  // namespace ns::net::dns

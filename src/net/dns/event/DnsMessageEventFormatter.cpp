@@ -2,43 +2,41 @@
 
 #include <utility>
 
-#include "encoding/Tail.h"
-#include "net/dns/event/eventBodies.h"
-#include "net/dns/event/eventWords.h"
+#include "net/dns/message/decodeDnsMessage.h"
 
 using ns::event::format::EventFormatterConfig;
 using ns::event::format::EventHeaderWriter;
 
 namespace ns::net::dns {
 
-static constexpr uint32_t FormatJson = 0;
-static constexpr uint32_t FormatQuerylog = 1;
-static constexpr uint32_t FormatDnstap = 2;
+static const EventBody* bodyOf(uint32_t messageFormat) {
+  switch (messageFormat) {
+    case event::format::FormatJson: return &json_body;
+    case event::format::FormatQuerylog: return &querylog_body;
+    default: return nullptr;
+  }
+}
 
-DnsMessageEventFormatter::DnsMessageEventFormatter(EventFormatterConfig formatterConfig)
-    : config(std::move(formatterConfig)),
-      formatDnstap(config.messageFormat == FormatDnstap),
-      header(config,
-             config.messageFormat == FormatJson ? EventHeaderWriter::Kind::Json : EventHeaderWriter::Kind::Syslog),
-      names{config.fqdnTrailingDot,
-            config.domainSuffixEnabled && (config.messageFormat == FormatJson || config.querylogExtended)} {}
+DnsMessageEventFormatter::DnsMessageEventFormatter(EventFormatterConfig config)
+    : config(std::move(config)),
+      formatDnstap(this->config.messageFormat == event::format::FormatDnstap),
+      body(bodyOf(this->config.messageFormat)),
+      domains(body != nullptr ? body->domains(this->config) : DomainsOf::Nothing),
+      header(this->config, body != nullptr ? body->header : EventHeaderWriter::Kind::Syslog) {}
 
 bool DnsMessageEventFormatter::format(encoding::Bytes& buffer, const DnsMessageEvent& event) {
-  const bool json = config.messageFormat == FormatJson;
-  if (!json && config.messageFormat != FormatQuerylog) return false;
-  decodeDnsMessage(event.message.data(), static_cast<uint32_t>(event.message.size()), message, names);
+  if (body == nullptr) return false;
+  const bool withDomains = domains != DomainsOf::Nothing;
+  decodeDnsMessage(event.message.data(), static_cast<uint32_t>(event.message.size()), message,
+                   {.trailingDot = config.fqdnTrailingDot, .lowercase = withDomains});
+  const bool decoded = message.error.empty();
+  if (decoded && event.type >= body->types) return false;
+  if (decoded && withDomains) findDomains(message, event.isQuery ? DomainsOf::Question : domains, config);
 
-  const EventView view{event, message, config};
-  encoding::data::Tail tail(buffer);
-  header.write(tail, static_cast<int64_t>(event.seconds), event.nanoseconds);
-  if (!message.error.empty()) {
-    json ? writeJsonError(tail, view) : writeQuerylogError(tail, view);
-  } else if (event.type >= (json ? no_json_event_types : no_querylog_event_types)) {
-    return false;  // the header goes with the tail
-  } else {
-    json ? writeJsonBody(tail, view) : writeQuerylogBody(tail, view);
-  }
-  tail.finish();
+  LineWriter line(buffer);
+  header.write(line, static_cast<int64_t>(event.seconds), event.nanoseconds);
+  (decoded ? body->write : body->writeError)(line, {event, message, config});
+  line.finish();
   return true;
 }
 

@@ -4,8 +4,9 @@
 #include "event/format/EventFormatterConfig.h"
 #include "event/format/EventHeaderWriter.h"
 #include "net/dns/event/DnsMessageEvent.h"
+#include "net/dns/event/EventBody.h"
+#include "net/dns/event/findDomains.h"
 #include "net/dns/message/DnsMessage.h"
-#include "net/dns/message/decodeDnsMessage.h"
 
 namespace ns::net::dns {
 
@@ -29,8 +30,9 @@ class DnsMessageEventFormatter {
   DnsMessage message;
   event::format::EventFormatterConfig config;
   bool formatDnstap;
+  const EventBody* body;  // null for a format without text
+  DomainsOf domains;      // whose domains a response shows
   event::format::EventHeaderWriter header;
-  NameForms names;
 };
 
 }  // namespace ns::net::dns

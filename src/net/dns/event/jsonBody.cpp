@@ -1,148 +1,77 @@
-#include "encoding/data.h"
-#include "encoding/hex.h"
-#include "encoding/json.h"
-#include "net/dns/event/eventBodies.h"
+#include "encoding/Bytes.h"
+#include "net/dns/event/EventBody.h"
 #include "net/dns/event/eventWords.h"
-#include "net/dns/event/put.h"
+#include "net/dns/event/jsonMembers.h"
 #include "net/dns/message/mnemonics.h"
 
-using namespace ns::encoding;
+using ns::event::format::EventFormatterConfig;
+using ns::event::format::EventHeaderWriter;
 
 namespace ns::net::dns {
 
-/// More than the literals, numbers, addresses and mnemonics of any one object here take.
-static constexpr size_t FixedRoom = 512;
+/// `aa` is shown from the place of AD: fixed output, docs/reference/output.md; programs read it so.
+static constexpr uint16_t FlagShownAsAa = DnsMessage::FlagAd;
 
-static size_t nameRoom(TextView name) { return 2 * json::jsonStrRoom(name.length); }
-
-static unsigned char* putString(unsigned char* out, const DnsMessage& message, TextView text, uint32_t from = 0) {
-  return json::writeJsonStr(out, message.at(text).data() + from, text.length - from);
+/// What good events and error events have in common: `type` is a JSON value. Two objects stay open.
+static void writeClient(LineWriter& line, std::string_view type, const DnsMessageEvent& event) {
+  line.write(member<"type">(type), R"(,"data":)", firstMember<"client">(event.client), member<"server">(event.server),
+             member<"port">(event.port));
 }
 
-static unsigned char* putBool(unsigned char* out, bool value) { return value ? put(out, "true") : put(out, "false"); }
-
-/// What good events and error events have in common, behind `"data":`.
-static unsigned char* putClient(unsigned char* out, const DnsMessageEvent& event) {
-  out = put(out, "{\"client\":\"");
-  out = put(out, event.client);
-  out = put(out, "\",\"server\":\"");
-  out = put(out, event.server);
-  out = put(out, "\",\"port\":");
-  return data::writeUint(out, event.port);
-}
-
-static unsigned char* putFlags(unsigned char* out, uint16_t flags, bool isQuery) {
-  out = put(out, ",\"flags\":{\"rd\":");
-  out = putBool(out, (flags & FlagRd) != 0);
-  if (!isQuery) {
-    out = put(out, ",\"ra\":");
-    out = putBool(out, (flags & FlagRa) != 0);
-    out = put(out, ",\"aa\":");
-    out = putBool(out, (flags & FlagAa) != 0);
-    out = put(out, ",\"tc\":");
-    out = putBool(out, (flags & FlagTc) != 0);
-  }
-  return put(out, "}");
-}
-
-static unsigned char* putQuestion(unsigned char* out, const DnsMessage& message, bool withDomain) {
-  out = put(out, ",\"qname\":");
-  out = putString(out, message, message.qname);
-  if (withDomain) {
-    out = put(out, ",\"qdomain\":");
-    out = putString(out, message, message.qnameLowercase, message.domainOffset);
-  }
-  out = put(out, ",\"qclass\":\"");
-  out = writeDnsParameter(out, record_classes, message.qclass);
-  out = put(out, "\",\"qtype\":\"");
-  out = writeDnsParameter(out, record_types, message.qtype);
-  return put(out, "\"");
-}
-
-/// With a comma behind it, which the end of the section takes back.
-static void writeRecord(data::Tail& tail, const EventView& view, DnsMessage::Section& section, uint32_t index) {
+static void writeQuestion(LineWriter& line, const EventView& view) {
   const DnsMessage& message = view.message;
-  const DnsRecord& record = section[index];
-  unsigned char* out = tail.room(FixedRoom + nameRoom(record.name) + json::jsonStrRoom(record.rdata.length));
-  out = put(out, "{\"name\":");
-  out = putString(out, message, record.name);
-  if (view.config.domainSuffixEnabled) {
-    findDomain(message, section, index, view.config);
-    out = put(out, ",\"domain\":");
-    out = putString(out, message, record.nameLowercase, record.domainOffset);
-  }
-  out = put(out, ",\"ttl\":");
-  out = data::writeUint(out, record.ttl);
-  out = put(out, ",\"rrclass\":\"");
-  out = writeDnsParameter(out, record_classes, record.rrclass);
-  out = put(out, "\",\"rrtype\":\"");
-  out = writeDnsParameter(out, record_types, record.type);
-  out = put(out, "\",\"data\":");
-  out = putString(out, message, record.rdata);
-  tail.advance(put(out, "},"));
+  const bool isResponse = !view.event.isQuery;
+  line.write(
+      member<"proto">(DnsWord{socket_protocols, static_cast<uint16_t>(view.event.proto)}), member<"size">(message.size),
+      member<"txid">(message.id), R"(,"flags":)", firstMember<"rd">(message.has(DnsMessage::FlagRd)),
+      when(isResponse, member<"ra">(message.has(DnsMessage::FlagRa)), member<"aa">(message.has(FlagShownAsAa)),
+           member<"tc">(message.has(DnsMessage::FlagTc))),
+      "}", member<"qname">(JsonText{message.at(message.qname)}),
+      when(view.config.domainSuffixEnabled, member<"qdomain">(JsonText{message.domain()})),
+      member<"qclass">(DnsWord{record_classes, message.qclass}), member<"qtype">(DnsWord{record_types, message.qtype}));
 }
 
-static void writeSection(data::Tail& tail, const EventView& view, DnsMessage::Section& section, uint16_t count) {
-  for (uint32_t i = 0; i < count; ++i) writeRecord(tail, view, section, i);
-  if (count != 0) {
-    tail.replaceLast(']');
-  } else {
-    tail.character(']');
-  }
+static void writeRecord(LineWriter& line, const EventView& view, const DnsRecord& record, bool isFirst) {
+  const DnsMessage& message = view.message;
+  line.write(when(!isFirst, ","), firstMember<"name">(JsonText{message.at(record.name)}),
+             when(view.config.domainSuffixEnabled, member<"domain">(JsonText{message.domainOf(record)})),
+             member<"ttl">(record.ttl), member<"rrclass">(DnsWord{record_classes, record.rrclass}),
+             member<"rrtype">(DnsWord{record_types, record.type}), member<"data">(JsonText{message.at(record.rdata)}),
+             "}");
 }
 
-static void writeResponse(data::Tail& tail, const EventView& view) {
-  DnsMessage& message = view.message;
-  unsigned char* out = tail.room(FixedRoom);
-  out = put(out, ",\"rcode\":\"");
-  out = writeDnsParameter(out, response_codes, message.flags & RcodeMask);
-  tail.advance(put(out, "\",\"answers\":["));
-  writeSection(tail, view, message.answers, message.ancount);
-  tail.advance(put(tail.room(FixedRoom), ",\"authority\":["));
-  writeSection(tail, view, message.authorities, message.nscount);
-  tail.advance(put(tail.room(FixedRoom), ",\"additional\":["));
-  writeSection(tail, view, message.additionals, message.arcount);
+static void writeRecords(LineWriter& line, const EventView& view, const DnsMessage::Section& section, uint16_t count) {
+  for (uint32_t i = 0; i < count; ++i) writeRecord(line, view, section[i], i == 0);
 }
 
-void writeJsonBody(data::Tail& tail, const EventView& view) {
-  const DnsMessageEvent& event = view.event;
-  DnsMessage& message = view.message;
-  const bool withDomain = view.config.domainSuffixEnabled;
-  if (withDomain) findDomain(message, view.config);
-
-  tail.text(",\"type\":");
-  tail.text(json_event_types[event.type]);
-  unsigned char* out = tail.room(FixedRoom + nameRoom(message.qname));
-  out = put(out, ",\"data\":");
-  out = putClient(out, event);
-  out = put(out, ",\"proto\":\"");
-  out = writeDnsParameter(out, socket_protocols, static_cast<uint16_t>(event.proto));
-  out = put(out, "\",\"size\":");
-  out = data::writeUint(out, message.size);
-  out = put(out, ",\"txid\":");
-  out = data::writeUint(out, message.id);
-  out = putFlags(out, message.flags, event.isQuery);
-  tail.advance(putQuestion(out, message, withDomain));
-  if (!event.isQuery) writeResponse(tail, view);
-  tail.text("}}\n");
+static void writeResponse(LineWriter& line, const EventView& view) {
+  const DnsMessage& message = view.message;
+  line.write(member<"rcode">(DnsWord{response_codes, message.rcode()}), R"(,"answers":[)");
+  writeRecords(line, view, message.answers, message.ancount);
+  line.write(R"(],"authority":[)");
+  writeRecords(line, view, message.authorities, message.nscount);
+  line.write(R"(],"additional":[)");
+  writeRecords(line, view, message.additionals, message.arcount);
+  line.write("]");
 }
 
-void writeJsonError(data::Tail& tail, const EventView& view) {
-  const DnsMessageEvent& event = view.event;
-  const auto size = static_cast<uint32_t>(event.message.size());
-  const std::string& error = view.message.error;
-  const auto errorSize = static_cast<uint32_t>(error.size());
-
-  unsigned char* out = tail.room(FixedRoom + 2 * size_t{size} + json::jsonStrRoom(errorSize));
-  out = put(out, ",\"type\":\"error\",\"data\":");
-  out = putClient(out, event);
-  out = put(out, ",\"size\":");
-  out = data::writeUint(out, size);
-  out = put(out, ",\"packet\":\"");
-  out = hex::writeHex(out, event.message.data(), size);
-  out = put(out, "\",\"text\":");
-  out = json::writeJsonStr(out, static_cast<const unsigned char*>(static_cast<const void*>(error.data())), errorSize);
-  tail.advance(put(out, "}}\n"));
+static void write(LineWriter& line, const EventView& view) {
+  writeClient(line, json_event_types[view.event.type], view.event);
+  writeQuestion(line, view);
+  if (!view.event.isQuery) writeResponse(line, view);
+  line.write("}}\n");
 }
+
+static void writeError(LineWriter& line, const EventView& view) {
+  writeClient(line, "\"error\"", view.event);
+  line.write(member<"size">(view.message.size), member<"packet">(HexText{view.event.message}),
+             member<"text">(JsonText{encoding::bytesOf(view.message.error)}), "}}\n");
+}
+
+static DomainsOf domains(const EventFormatterConfig& config) {
+  return config.domainSuffixEnabled ? DomainsOf::AllRecords : DomainsOf::Nothing;
+}
+
+const EventBody json_body{EventHeaderWriter::Kind::Json, no_json_event_types, domains, write, writeError};
 
 }  // namespace ns::net::dns

@@ -25,7 +25,7 @@ struct DnsRecord {
   uint16_t rrclass = 0;
   uint32_t ttl = 0;  // seconds, as read
   TextView rdata;
-  uint32_t domainOffset = 0;  // where the domain begins in `nameLowercase`; set where an output shows it
+  uint32_t domainOffset = 0;  // where the domain begins in `nameLowercase`; 0 until an output shows it
 };
 
 /// One DNS message (RFC 1035, 4.1), all names and record data as presentation text. Decoded into over and over: the
@@ -49,6 +49,12 @@ struct DnsMessage {
 
   std::span<const unsigned char> at(TextView view) const { return {text.data() + view.offset, view.length}; }
 
+  /// The domain of the question's name, and of a record's; empty where none was looked for.
+  std::span<const unsigned char> domain() const { return behind(qnameLowercase, domainOffset); }
+  std::span<const unsigned char> domainOf(const DnsRecord& record) const {
+    return behind(record.nameLowercase, record.domainOffset);
+  }
+
   std::string error;  // empty after a good decode, else the whole failure; the sections then mean nothing
   uint32_t size = 0;  // of the packet in bytes
   uint16_t id = 0;
@@ -61,12 +67,17 @@ struct DnsMessage {
   TextView qnameLowercase;  // the same with A to Z turned into a to z, where it was asked for
   uint16_t qtype = 0;
   uint16_t qclass = 0;
-  uint32_t domainOffset = 0;  // where the domain begins in `qnameLowercase`; set where an output shows it
+  uint32_t domainOffset = 0;  // where the domain begins in `qnameLowercase`; 0 until an output shows it
   Section answers;
   Section authorities;
   Section additionals;
 
   encoding::Bytes text;  // Slack bytes of no meaning at its end
+
+ private:
+  std::span<const unsigned char> behind(TextView view, uint32_t offset) const {
+    return at({view.offset + offset, view.length - offset});
+  }
 };
 
 }  // namespace ns::net::dns

@@ -26,15 +26,13 @@ struct MnemonicTable {
   const Mnemonic* high = nullptr;
   uint16_t highCount = 0;
 
-  /// The word for `key`; null if there is none.
-  const Mnemonic* find(uint16_t key) const {
-    const Mnemonic* row = nullptr;
-    if (key < lowCount) [[likely]] {
-      row = &low[key];
-    } else if (key >= HighFirst && key - HighFirst < highCount) {
-      row = &high[key - HighFirst];
-    }
-    return row != nullptr && row->length != 0 ? row : nullptr;
+  /// The word for `key`; of length 0 if there is none.
+  const Mnemonic& find(uint16_t key) const {
+    if (key < lowCount) [[likely]]
+      return low[key];
+    if (key >= HighFirst && key - HighFirst < highCount) return high[key - HighFirst];
+    static constexpr Mnemonic None{};
+    return None;
   }
 };
 
@@ -61,9 +59,9 @@ constexpr size_t DnsParameterRoom = sizeof(Mnemonic) + encoding::data::MaxUintDi
 /// Writes the word for `key`, or else the table's prefix and `key` in decimal, at `out`, which has room for
 /// DnsParameterRoom. Returns the end of what it wrote.
 inline unsigned char* writeDnsParameter(unsigned char* out, const MnemonicTable& table, uint16_t key) {
-  if (const Mnemonic* const row = table.find(key)) [[likely]] {
-    std::memcpy(out, row, sizeof(*row));
-    return out + row->length;
+  if (const Mnemonic& word = table.find(key); word.length != 0) [[likely]] {
+    std::memcpy(out, &word, sizeof(word));
+    return out + word.length;
   }
   std::memcpy(out, table.prefix.data(), table.prefix.size());
   return encoding::data::writeUint(out + table.prefix.size(), key);

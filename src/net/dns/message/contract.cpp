@@ -46,8 +46,8 @@ uint32_t decodeRdataStrings(const unsigned char* data, uint32_t length, encoding
 }
 
 void formatDnsParameter(encoding::Bytes& buffer, const MnemonicTable& table, uint16_t key, std::string_view prefix) {
-  if (const Mnemonic* const row = table.find(key)) {
-    data::formatChars(buffer, {row->text.data(), row->length});
+  if (const Mnemonic& word = table.find(key); word.length != 0) {
+    data::formatChars(buffer, {word.text.data(), word.length});
   } else {
     data::formatChars(buffer, prefix);
     data::formatUint(buffer, key);

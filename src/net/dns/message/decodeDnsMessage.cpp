@@ -103,6 +103,7 @@ void MessageDecoder::decodeQuestion() {
   readName(question);
   message.qname = question.name;
   message.qnameLowercase = question.lowercase;
+  message.domainOffset = 0;
   message.qtype = readUint16();
   message.qclass = readUint16();
 }
@@ -146,6 +147,7 @@ void MessageDecoder::decodeOwner(DnsRecord& record) {
   }
   record.name = known->name;
   record.nameLowercase = known->lowercase;
+  record.domainOffset = 0;
 }
 
 /// The name that was read before, if the one at the position is a pointer to it and nothing else.

@@ -6,13 +6,28 @@ static constexpr auto RecordClasses =
     makeMnemonics<256>({{0, "RESERVED0"}, {1, "IN"}, {3, "CH"}, {4, "HS"}, {254, "NONE"}, {255, "ANY"}});
 
 static constexpr auto ResponseCodes = makeMnemonics<24>({
-    {0, "NOERROR"},    {1, "FORMERR"},    {2, "SERVFAIL"}, {3, "NXDOMAIN"}, {4, "NOTIMP"},  {5, "REFUSED"},
-    {6, "YXDOMAIN"},   {7, "YXRRSET"},    {8, "NXRRSET"},  {9, "NOTAUTH"},  // server not authoritative for the zone
-                                                                            // (RFC 2136)
-    {9, "NOTAUTH"},                                                         // not authorised (RFC 8945)
-    {10, "NOTZONE"},   {11, "DSOTYPENI"}, {16, "BADVERS"},                  // as an extended code of EDNS (RFC 6891)
-    {16, "BADSIG"},  // as an error of TSIG (RFC 8945), which no header holds
-    {17, "BADKEY"},    {18, "BADTIME"},   {19, "BADMODE"}, {20, "BADNAME"}, {21, "BADALG"}, {22, "BADTRUNC"},
+    {0, "NOERROR"},
+    {1, "FORMERR"},
+    {2, "SERVFAIL"},
+    {3, "NXDOMAIN"},
+    {4, "NOTIMP"},
+    {5, "REFUSED"},
+    {6, "YXDOMAIN"},
+    {7, "YXRRSET"},
+    {8, "NXRRSET"},
+    {9, "NOTAUTH"},  // server not authoritative for the zone
+                     // (RFC 2136)
+    {9, "NOTAUTH"},  // not authorised (RFC 8945)
+    {10, "NOTZONE"},
+    {11, "DSOTYPENI"},
+    {16, "BADVERS"},  // as an extended code of EDNS (RFC 6891)
+    {16, "BADSIG"},   // as an error of TSIG (RFC 8945), which no header holds
+    {17, "BADKEY"},
+    {18, "BADTIME"},
+    {19, "BADMODE"},
+    {20, "BADNAME"},
+    {21, "BADALG"},
+    {22, "BADTRUNC"},
     {23, "BADCOOKIE"},
 });
 
