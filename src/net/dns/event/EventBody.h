@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "event/format/EventFormatterConfig.h"
 #include "event/format/EventHeaderWriter.h"
@@ -16,6 +18,9 @@ struct EventView {
   const DnsMessageEvent& event;
   const DnsMessage& message;
   const event::format::EventFormatterConfig& config;
+  std::span<const unsigned char> zone{};        // of complete events only, like the next two: texts of the record's
+  std::span<const unsigned char> policyRule{};  // names, and how long the buffer of the line may become
+  size_t end = SIZE_MAX;
 };
 
 /// What a text format makes of an event, behind a header and up to and with the line feed. The writers make all the
@@ -38,5 +43,10 @@ struct EventBody {
 
 extern const EventBody json_body;
 extern const EventBody querylog_body;
+
+/// The same for complete events: with all that records and messages tell, and lines no longer than the view allows.
+/// Records are left out from the end of a line that would be, and what else has no bound if that is not enough.
+extern const EventBody complete_json_body;
+extern const EventBody complete_querylog_body;
 
 }  // namespace ns::net::dns
