@@ -151,7 +151,7 @@ bool verify(const std::string& filename) {
 bool salvage(const std::string& from, const std::string& to) {
   refuseExisting(to);
   const uint64_t size = static_cast<uint64_t>(file::size(from));
-  QueueFileWriter writer(to);
+  QueueFileWriter writer(to, QueueFileWriter::Place::Named);
   const Contents contents = walk(from, [&](const Bytes& payload) { append(writer, payload); });
   finish(writer, to);
   report(from, contents);
@@ -171,7 +171,7 @@ bool toFstrm(const std::string& from, const std::string& to) {
 bool fromFstrm(const std::string& from, const std::string& to) {
   refuseExisting(to);
   FstrmFileReader reader(from);
-  QueueFileWriter writer(to);
+  QueueFileWriter writer(to, QueueFileWriter::Place::Named);
   uint64_t events = 0;
   for (Bytes payload; reader.read(payload, EventQueue::MaxMessage); ++events) append(writer, payload);
   finish(writer, to);
