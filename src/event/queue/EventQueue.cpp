@@ -108,6 +108,7 @@ void EventQueue::append(const unsigned char* data, size_t length) {
   const std::lock_guard lock(mutex);
   store(data, length);
   ++metrics.eventsQueued;
+  ++behindBlock;
   condition.notify_one();
 }
 
@@ -140,8 +141,10 @@ size_t EventQueue::append(std::span<const std::span<const unsigned char>> messag
     }
   }
   if (count == 1) {
+    ++behindBlock;
     condition.notify_one();
   } else {
+    behindBlock = 0;
     condition.notify_all();
   }
   return count;
@@ -223,6 +226,11 @@ void EventQueue::wait() {
   condition.wait(lock);
 }
 
+bool EventQueue::owesWakeUp() {
+  const std::lock_guard lock(mutex);
+  return metrics.eventsQueued > behindBlock;
+}
+
 void EventQueue::getMetrics(metrics::EventQueueMetrics& out) {
   const uint64_t queued = metrics.eventsQueued;
   const uint64_t dropped = metrics.eventsDropped;
@@ -239,6 +247,7 @@ void EventQueue::clear() {
   readOffset = 0;
   writeOffset = 0;
   wrapped = false;
+  behindBlock = 0;
   metrics.eventsQueued = 0;
   metrics.eventsProcessed = 0;
   metrics.eventsDropped = 0;

@@ -59,6 +59,11 @@ class EventQueue {
   /// remembered, whatever the queue holds: extract until nothing comes before waiting.
   void wait();
 
+  /// Whether messages are left of those that one append() stored together, or in front of them. They came with one
+  /// wake-up where one by one they would have had as many as they are: who took some of them goes on instead of
+  /// waiting.
+  bool owesWakeUp();
+
   /// Wakes all waiters.
   void signal() noexcept { condition.notify_all(); }
 
@@ -114,7 +119,8 @@ class EventQueue {
   uint64_t readOffset = 0;   // of the oldest message's length
   uint64_t writeOffset = 0;  // of the next byte to store
   bool wrapped = false;      // the write side has passed the ring's end and the read side has not followed yet
-  std::mutex mutex;          // guards the four above
+  uint64_t behindBlock = 0;  // messages appended one by one since the last that were appended together
+  std::mutex mutex;          // guards the five above
   std::mutex waitMutex;      // guards nothing; a waiter thus holds nothing that a producer needs
   std::condition_variable condition;
   const EventQueueConfig config;

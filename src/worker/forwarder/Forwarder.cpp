@@ -97,13 +97,20 @@ void Forwarder::forwardUntilStopped() {
     if (current.eventCount != 0) {
       send();
     } else {
-      // Also when a whole batch was skipped and more is queued: the next notification takes it on.
-      current.clear();
-      sendBuffer.clear();
-      socket.push();  // another forwarder may have taken what the last batch was held back for
-      queue->wait();
+      waitForEvents();
     }
   }
+}
+
+// There is nothing to send, also when a whole batch was skipped and more is queued: the next wake-up takes that on. But
+// a wake-up for each of the events that came together is due, and those that came while this thread was at work are
+// gone: as long as some of them are left it goes on.
+void Forwarder::waitForEvents() {
+  const bool tookSome = !current.eventLengths.empty();
+  current.clear();
+  sendMemory.clear(sendBuffer);
+  socket.push();  // another forwarder may have taken what the last batch was held back for
+  if (!tookSome || !queue->owesWakeUp()) queue->wait();
 }
 
 void Forwarder::closeStream() {
@@ -155,9 +162,8 @@ void Forwarder::formatEvents() {
   std::vector<uint32_t>& lengths = current.eventLengths;
   while (lengths.size() < config.batchSize && sendBuffer.size() <= MaxSendSize) {
     const size_t first = lengths.size();
-    const size_t begin = current.events.size();
-    queue->extract(current.events, lengths, config.batchSize - first, FormatSize);
-    size_t offset = begin;
+    size_t offset = current.events.size();
+    if (queue->extract(current.events, lengths, config.batchSize - first, FormatSize) == 0) break;
     for (size_t i = first; i < lengths.size(); ++i) {
       const uint32_t length = lengths[i];
       if (formatEvent(current.events.data() + offset, length)) {
@@ -167,7 +173,6 @@ void Forwarder::formatEvents() {
       }
       offset += length;
     }
-    if (current.events.size() - begin < FormatSize) break;  // the queue is empty, or an empty message makes it seem so
   }
   current.sendSize = static_cast<uint32_t>(sendBuffer.size());
 }
@@ -202,7 +207,7 @@ void Forwarder::send() {
   metrics.eventsSent += current.eventCount;
   std::swap(current, previous);
   current.clear();
-  sendBuffer.clear();
+  sendMemory.clear(sendBuffer);
 }
 
 // Not flushed by hand: a terminal shows each line as it comes, a pipe takes them in blocks.

@@ -59,6 +59,7 @@ class Forwarder {
  private:
   void openStream();
   void forwardUntilStopped();
+  void waitForEvents();
   void closeStream();
   void recover(const std::string& failure);
   void pauseBeforeReconnecting();
@@ -80,6 +81,7 @@ class Forwarder {
   net::fstrm::FstrmSocket fstrmSocket;
 
   encoding::Bytes sendBuffer;               // the lines of the current batch, behind what earlier failures left
+  LargeMemory sendMemory;                   // of the send buffer
   ForwarderBatch current;                   // being filled and sent
   ForwarderBatch previous;                  // sent last
   encoding::dnstap::DnstapView dnstapView;  // scratch of formatEvent, like the next

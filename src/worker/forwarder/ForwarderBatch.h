@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "encoding/Bytes.h"
+#include "worker/forwarder/LargeMemory.h"
 
 namespace ns::worker::forwarder {
 
@@ -13,10 +14,12 @@ struct ForwarderBatch {
   std::vector<uint32_t> eventLengths;  // for each event taken: its raw length if it is in the send buffer, else 0
   uint32_t sendSize = 0;               // bytes that the batch puts on the wire
   uint32_t eventCount = 0;             // events that are in the send buffer
+  LargeMemory eventsMemory;            // of `events`
+  LargeMemory lengthsMemory;           // of `eventLengths`
 
   void clear() {
-    events.clear();
-    eventLengths.clear();
+    eventsMemory.clear(events);
+    lengthsMemory.clear(eventLengths);
     sendSize = 0;
     eventCount = 0;
   }
