@@ -136,8 +136,10 @@ void FstrmSocket::sendstart() {
 }
 
 void FstrmSocket::sendstop() {
+  socket.limitWaits();
   sendcontrol(Stop, false);
   if (!config.bidirectional) return;
+  socket.limitWaits();
   const uint32_t type = readcontrol(true, false);
   if (type != Finish) failValue("Expected FINISH(5) control message but got ", type);
 }

@@ -49,8 +49,10 @@ class FstrmSocket {
   /// Sends a control frame.
   void sendcontrol(uint32_t type, bool withContentType);
 
-  /// The sender's opening of a fresh connection, and its end.
+  /// The sender's opening of a fresh connection.
   void sendstart();
+  /// The sender's end. From here on the waits of the socket are limited, anew for STOP and for the answer to it: a peer
+  /// that trickles its answer gets one time-out for all of it.
   void sendstop();
 
   // Reading ahead, for a reader of many data frames that doesn't use TLS; over TLS nothing is ever ahead. All other

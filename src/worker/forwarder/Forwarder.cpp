@@ -61,6 +61,7 @@ void Forwarder::startProcessLoopThread() {
 void Forwarder::stopProcessLoopThread() {
   if (!thread.isStarted()) return;
   stopRequested = true;
+  socket.limitWaits();
   queue->signal();
 }
 
@@ -116,7 +117,9 @@ void Forwarder::waitForEvents() {
 void Forwarder::closeStream() {
   if (config.forceStdout) return;
   if (formatter.isFormatDnstap()) fstrmSocket.sendstop();
+  socket.limitWaits();
   if (config.tls.enabled) tlsSocket.close();
+  socket.dropUnread();  // a TLS 1.3 server has sent session tickets, which a sender of text never reads
   socket.close();
 }
 

@@ -48,6 +48,8 @@ class Forwarder {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find the thread at its end.
+  bool hasEnded() const { return thread.hasEnded(); }
 
   /// The worker's own thread: connect, fill a batch, send it, until a stop is asked for.
   void processLoop();

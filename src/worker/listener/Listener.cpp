@@ -13,6 +13,10 @@ namespace ns::worker::listener {
 static constexpr uint32_t PollSeconds = 3;  // how long a stop may take to reach the listening socket
 static constexpr int ReopenSeconds = 3;
 
+// A stop serves the connections that were pending, at most as many as the kernel lets wait (net.core.somaxconn), and
+// not those that keep coming.
+static constexpr int MaxPending = 4096;
+
 static std::string prefix(uint32_t id) { return "Listener[" + std::to_string(id) + "]: "; }
 
 Listener::Listener(ListenerConfig listenerConfig, ListenerContext listenerContext)
@@ -50,6 +54,12 @@ void Listener::joinProcessLoopThread() {
   joinReceivers();
 }
 
+bool Listener::hasEnded() {
+  if (!thread.hasEnded()) return false;
+  const std::lock_guard lock(receiversMutex);
+  return std::all_of(receivers.begin(), receivers.end(), [](const auto& entry) { return entry.second->hasEnded(); });
+}
+
 void Listener::processLoop() {
   log::info(prefix(config.id) +
             (config.socket.useUnix ? "Listening on path is " + config.socket.path
@@ -76,14 +86,29 @@ void Listener::acceptUntilStopped() {
 }
 
 void Listener::acceptPending() {
-  while (std::unique_ptr<net::Socket> client{listenSocket->accept()}) handle(std::move(client));
+  const auto isTaken = [this](uint32_t id) {
+    const std::lock_guard lock(receiversMutex);
+    return receivers.count(id) != 0;
+  };
+  for (int late = 0; late < MaxPending; late += stopRequested ? 1 : 0) {
+    std::unique_ptr<net::Socket> client = listenSocket->accept(isTaken);
+    if (!client) return;
+    handle(std::move(client));
+  }
 }
 
-void Listener::handle(std::unique_ptr<net::Socket> client) {
+bool Listener::isFull() {
   const std::lock_guard lock(receiversMutex);
-  if (config.socket.maxConnections <= receivers.size()) return;  // which closes the connection
+  return config.socket.maxConnections <= receivers.size();
+}
 
+// Only this thread adds receivers, so there is still room when the line is out, for which no lock is held: a log that
+// is not read would keep receivers from ending and reports from being made.
+void Listener::handle(std::unique_ptr<net::Socket> client) {
+  if (isFull()) return;  // which closes the connection
   log::info(prefix(config.id) + "Handling connection");
+
+  const std::lock_guard lock(receiversMutex);
   const uint32_t id = client->getId();
   auto made = std::make_unique<receiver::Receiver>(
       receiver::ReceiverConfig{id, config.socket, config.tls, config.fstrm},

@@ -38,6 +38,8 @@ class Listener {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find all threads at their end, those of the receivers too.
+  bool hasEnded();
 
   /// The worker's own thread: listen, accept, hand over to a receiver, until a stop is asked for.
   void processLoop();
@@ -64,6 +66,7 @@ class Listener {
  private:
   void acceptUntilStopped();
   void acceptPending();
+  bool isFull();
   void handle(std::unique_ptr<net::Socket> client);
   void pauseBeforeReopening();
 

@@ -56,7 +56,9 @@ void Receiver::startProcessLoopThread() {
 }
 
 void Receiver::stopProcessLoopThread() {
-  if (thread.isStarted()) stopRequested = true;
+  if (!thread.isStarted()) return;
+  stopRequested = true;
+  socket->limitWaits();
 }
 
 void Receiver::joinProcessLoopThread() { thread.join(); }

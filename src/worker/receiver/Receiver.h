@@ -52,6 +52,8 @@ class Receiver {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find the thread at its end.
+  bool hasEnded() const { return thread.hasEnded(); }
 
   /// The connection's whole life, on the receiver's own thread. Unless a stop was asked for, its last act is the
   /// doneCallback, which may have destroyed this object when this function returns.
