@@ -6,6 +6,7 @@ import re
 import socket
 import ssl
 import stat
+import subprocess
 import time
 
 import pytest
@@ -329,6 +330,10 @@ SERVER = {
     "no key file": ({}, "tls-certificate-key-file=no.key", r"SSL_CTX_use_PrivateKey_file\(no.key\)" + NO_FILE),
     "another's key": ({}, "tls-certificate-key-file=DIR/client.key", r"SSL_CTX_use_PrivateKey_file\(.*/client.key\)" + UNKNOWN +
                       r" \(error:05800074:x509 certificate routines::key values mismatch\)"),
+    "an encrypted key, which nobody is asked to open": (
+        {}, "tls-certificate-key-file=DIR/encrypted.key",
+        r"SSL_CTX_use_PrivateKey_file\(.*/encrypted.key\)" + UNKNOWN +
+        r" \(error:.*unable to get passphrase;.*\)"),
     "no authorities": ({}, "tls-validate-ca-file=no.pem", r"SSL_CTX_load_verify_locations\(no.pem\)" + NO_FILE.replace(
         "system lib; error:0A080002:SSL routines", "no such file; error:05880002:x509 certificate routines").replace("080002", "000080")),
     "unknown ciphers": ({}, "tls-cipher-list=A:B", r"SSL_CTX_set_cipher_list\(A:B\)" + NO_CIPHER),
@@ -358,7 +363,7 @@ def test_a_peer_that_spoils_the_tls_handshake(certs):
     ports = [free_port() for _ in SERVER]
     good = certs.options("server", "listener")
     with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=60{good} {case[1].replace('DIR', certs.directory)}"
-                  for port, case in zip(ports, SERVER.values())]) as daemon:
+                  for port, case in zip(ports, SERVER.values())], stdin=subprocess.PIPE) as daemon:
         for count, (port, (act, _, words)) in enumerate(zip(ports, SERVER.values()), 1):
             with contextlib.suppress(ssl.SSLError, ConnectionResetError):  # under TLS 1.3 a client may learn of it later only
                 peer = Sender(("127.0.0.1", port), certs.context(**act) if isinstance(act, dict) else None, hello=False)

@@ -18,21 +18,29 @@ namespace {
 
 using X509Ptr = std::unique_ptr<X509, net::tls::OpensslDeleter<X509_free>>;
 
-/// The text that connect() fails with on a connection that its peer has closed.
-std::string failHandshake(bool isServer, const TlsSocketConfig& config) {
+/// The text that a client's connect() fails with on a connection that its peer has closed.
+std::string failAsClient(const TlsSocketConfig& config) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return "";
   close(ends[1]);
   net::Socket socket(0, net::SocketConfig(), ends[0]);
   try {
-    net::tls::TlsSocket(0, isServer, config, socket).connect();
+    net::tls::TlsSocket(0, false, config, socket).connect();
   } catch (const std::exception& e) { return e.what(); }
   return "";
 }
 
-/// Whether OpenSSL was set up, and only the missing peer made the handshake fail.
+/// The text that a server fails with at a client's first byte; empty if it doesn't.
+std::string failAsServer(const TlsSocketConfig& config) {
+  try {
+    net::tls::makeTlsContext(config, true);
+  } catch (const std::exception& e) { return std::string("TLS handshake failed: ") + e.what(); }
+  return "";
+}
+
+/// Whether OpenSSL was set up, and nothing or only the missing peer made the handshake fail.
 bool failsForThePeer(const std::string& text) {
-  return text.rfind("TLS handshake failed: recv() failed", 0) == 0 ||
+  return text.empty() || text.rfind("TLS handshake failed: recv() failed", 0) == 0 ||
          text.rfind("TLS handshake failed: send() failed", 0) == 0;
 }
 
@@ -70,7 +78,7 @@ void checkDatesIn(size_t line, const std::string& filename, Findings& findings) 
 }  // namespace
 
 void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Findings& findings) {
-  const std::string failure = failHandshake(isServer, config);
+  const std::string failure = isServer ? failAsServer(config) : failAsClient(config);
   if (!failsForThePeer(failure)) findings.error(line, failure);
   if (isServer || config.useCertificate) checkDatesIn(line, config.certFile, findings);
   if (!config.validate) return;

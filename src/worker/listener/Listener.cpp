@@ -20,7 +20,7 @@ static constexpr int MaxPending = 4096;
 static std::string prefix(uint32_t id) { return "Listener[" + std::to_string(id) + "]: "; }
 
 Listener::Listener(ListenerConfig listenerConfig, ListenerContext listenerContext)
-    : config(std::move(listenerConfig)), context(listenerContext) {}
+    : config(std::move(listenerConfig)), context(listenerContext), tlsContext(config.tls) {}
 
 // No new connections while those that there are close, which under TLS may take a write time-out each.
 Listener::~Listener() { listenSocket.reset(); }
@@ -112,7 +112,7 @@ void Listener::handle(std::unique_ptr<net::Socket> client) {
   const uint32_t id = client->getId();
   auto made = std::make_unique<receiver::Receiver>(
       receiver::ReceiverConfig{id, config.socket, config.tls, config.fstrm},
-      receiver::ReceiverContext{Listener_receiverDoneCallback, this, context.queue}, std::move(client));
+      receiver::ReceiverContext{Listener_receiverDoneCallback, this, context.queue, &tlsContext}, std::move(client));
   receiver::Receiver& added = *(receivers[id] = std::move(made));
   try {
     added.startProcessLoopThread();

@@ -12,6 +12,7 @@
 #include "event/queue/EventQueue.h"
 #include "metrics/ListenerMetrics.h"
 #include "net/Socket.h"
+#include "net/tls/TlsContext.h"
 #include "worker/WorkerThread.h"
 #include "worker/listener/ListenerConfig.h"
 #include "worker/receiver/Receiver.h"
@@ -72,6 +73,7 @@ class Listener {
 
   const ListenerConfig config;
   const ListenerContext context;
+  net::tls::SharedTlsContext tlsContext;                              // of all connections, if TLS is configured
   std::atomic<bool> stopRequested{false};                             // the main thread writes, the listener polls
   std::unique_ptr<net::Socket> listenSocket;                          // made and used by the listener's thread
   encoding::Bytes encodeBuffer;                                       // of processDnstapEvent

@@ -30,7 +30,7 @@ Receiver::Receiver(ReceiverConfig receiverConfig, ReceiverContext receiverContex
     : config(std::move(receiverConfig)),
       context(receiverContext),
       socket(std::move(accepted)),
-      tlsSocket(config.id, true, config.tls, *socket),
+      tlsSocket(config.id, true, config.tls, *socket, context.tlsContext),
       fstrmSocket(config.id, config.fstrm, *socket, tlsSocket) {}
 
 Receiver::~Receiver() {

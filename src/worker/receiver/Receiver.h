@@ -29,6 +29,7 @@ struct ReceiverContext {
   void (*doneCallback)(Receiver*, void*) = nullptr;  // on the receiver's thread, when its connection ended by itself
   void* doneArg = nullptr;                           // handed to doneCallback
   event::queue::EventQueue* queue = nullptr;
+  net::tls::SharedTlsContext* tlsContext = nullptr;  // of the listener; without one the connection makes its own
 };
 
 /// The worker of one inbound connection: does the receiving side of the Frame Streams handshake, then puts each data
