@@ -36,7 +36,7 @@ class Daemon:
 
     ending = []
 
-    def __init__(self, *config, verb="run", home=None, started=True, terminal=False, **popen):
+    def __init__(self, *config, verb="run", home=None, started=True, terminal=False, before=(), **popen):
         self.home = home or new_home()
         self.path = self.home.name
         self.config = self.path + "/wirelark.conf"
@@ -49,11 +49,13 @@ class Daemon:
         ours, theirs = pty.openpty() if terminal else os.pipe()  # a terminal makes events on standard output show at once
         if terminal:
             tty.setraw(theirs)
-        self.process = subprocess.Popen([BINARY, verb, self.config], stdout=theirs, stderr=theirs, **popen)
+        self.process = subprocess.Popen([*before, BINARY, verb, self.config], stdout=theirs, stderr=theirs, **popen)
         os.close(theirs)
         self.pid = self.process.pid
         self.lines = []
         self.news = threading.Condition()
+        self.reading = threading.Event()  # cleared, nobody reads the log
+        self.reading.set()
         self.reader = threading.Thread(target=self.read, args=(os.fdopen(ours, "rb"),), daemon=True)
         self.reader.start()
         if started:
@@ -63,6 +65,7 @@ class Daemon:
         """Both streams come through one pipe, so `lines` has them in the order of time."""
         try:
             for line in stream:
+                self.reading.wait()
                 with self.news:
                     self.lines.append(line.decode("latin-1").rstrip("\n"))
                     self.news.notify_all()

@@ -1,14 +1,12 @@
 """The command line, the configuration file and everything that stops a start."""
 
-import os
 import pathlib
 import signal
 import subprocess
 
 import pytest
 
-from support.daemon import BINARY, UNIX, Daemon, ends_cleanly  # noqa: F401
-from support.peers import Sender, free_port
+from support.daemon import BINARY, Daemon, ends_cleanly  # noqa: F401
 
 USAGE = """usage: wirelark run <wirelark.conf>
        wirelark run-stdout <wirelark.conf>
@@ -169,12 +167,3 @@ def test_a_daemon_with_nothing_to_do_starts_and_stops(number):
     assert log == [f"[INFO] {text}" for text in (
         "Started", f"Changing directory to {daemon.path}", f"Reading config from {daemon.config}", "BackgroundLogger: Starting process loop",
         "Metrics: queue[type=message eventsProcessed=0 eventsQueued=0 eventsDropped=0]", "BackgroundLogger: Finished process loop", "Stopped")]
-
-
-def test_a_daemon_without_standard_input_serves_all_the_same():
-    """A socket that got descriptor 0, which stands for "not open", fails, but only that one."""
-    port = free_port()
-    with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", preexec_fn=lambda: os.close(0)) as daemon:
-        for address in (daemon.address(), ("127.0.0.1", port)):
-            Sender(address).stop()
-        assert len(daemon.find("[ERROR] ")) == len(daemon.find("Listen error: socket() failed: ")) < 2

@@ -10,7 +10,7 @@ import pytest
 from support import wire
 from support.certs import certs  # noqa: F401
 from support.daemon import UNIX, Daemon, ends_cleanly, new_home  # noqa: F401
-from support.peers import Collector, Sender, connected, free_port
+from support.peers import Sender, connected, free_port
 
 START = wire.control(wire.START, wire.CONTENT_TYPE)
 STRANGER = 61234  # a user without any other process
@@ -49,21 +49,6 @@ def test_tcp_peers_that_reset_before_their_address_is_read():
             sender = Sender(address)
             sender.send(b"still served")
             sender.stop()
-
-
-def test_standard_input_closed_at_the_start():
-    """A socket then gets descriptor 0, the number that stands for "not open"."""
-    collector, port = Collector(), free_port()
-    with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port} fstrm-mode=unidirectional",
-                "message-format dnstap", preexec_fn=lambda: os.close(0)) as daemon:
-        stream = collector.accept("unidirectional")
-        for address in (daemon.address(), ("127.0.0.1", port)):
-            sender = Sender(address)
-            sender.send(b"through")
-            sender.stop()
-        stream.until(lambda: stream.data.count(b"through") == 2, lambda: Sender(daemon.address()).send(wire.NUDGE))
-        daemon.terminate()
-        stream.until(lambda: stream.closed)
 
 
 def poor(threads):
