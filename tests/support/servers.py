@@ -242,7 +242,8 @@ log {{
 class Client:
     """Asks a server; `records` is what its dnstap must say of all that was asked, times apart.
 
-    `kinds` has the message types of a query with or without RD and of its response, 0 for one that the daemon refuses.
+    `kinds` has the message types of a query with or without RD and of its response: 0 for one that the daemon refuses,
+    None for one that the server does not tell.
     """
 
     def __init__(self, port, kinds=lambda recurse: (5, 6)):
@@ -266,7 +267,7 @@ class Client:
         port, response = self.exchange(query, tcp)
         for number, side, message in zip(self.kinds(recurse), ("query", "response"), (query, response)):
             address = socket.inet_aton(LOCAL)
-            self.refused += not number
+            self.refused += number == 0
             self.records += number and [wire.record(**{
                 "type": number, "socket_family": 1, "socket_protocol": 1 + tcp, "query_address": address,
                 "response_address": address, "query_port": port, f"{side}_time_sec": 1, f"{side}_message": message})] or []

@@ -23,7 +23,7 @@ CASES = {f"{page.stem}, {section.splitlines()[0]}": dict(BLOCK.findall(section))
          for section in page.read_text().split("\n## ")[1:] if BLOCK.search(section)}
 
 # What an operator's own file has around the page's: name of the program, its arguments, its file, and the message types of a query
-# and of its answer in the text formats, 0 for one that they refuse.
+# and of its answer in the text formats, 0 for one that they refuse, None for one that the page leaves off.
 SERVERS = {
     "unbound": ("unbound -d -c", 'server:\n username: ""\n chroot: ""\n directory: "{home}"\n pidfile: ""\n use-syslog: no\n '
                 'interface: 127.0.0.1\n port: {port}\n do-ip6: no\n local-zone: zone.example. static\n{data}remote-control:\n '
@@ -33,7 +33,7 @@ SERVERS = {
              'zone "zone.example" {{ type primary; file "zone"; }};', (5, 6)),
     "nsd": ("nsd -d -c", 'server:\n ip-address: 127.0.0.1@{port}\n username: ""\n chroot: ""\n zonesdir: "{home}"\n database: ""\n '
             'pidfile: "{home}/pid"\n xfrdfile: "{home}/xfrd"\n xfrdir: "{home}"\n zonelistfile: "{home}/list"\nremote-control:\n '
-            'control-enable: no\nzone:\n name: zone.example\n zonefile: zone\ninclude: "{etc}/nsd/nsd.conf.d/*.conf"', (1, 0)),
+            'control-enable: no\nzone:\n name: zone.example\n zonefile: zone\ninclude: "{etc}/nsd/nsd.conf.d/*.conf"', (1, None)),
     "knot": ("knotd -c", 'include: {etc}/knot/dnstap.conf\nserver:\n  listen: 127.0.0.1@{port}\n  rundir: {home}\ndatabase:\n  '
              'storage: {home}\ntemplate:\n  - id: default\n    global-module: mod-dnstap/wirelark\n    zonefile-sync: -1\n    '
              'journal-content: none\nzone:\n  - domain: zone.example\n    file: {home}/zone', (1, 2)),
