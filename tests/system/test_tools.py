@@ -6,6 +6,7 @@ import os
 import pathlib
 import re
 import shutil
+import socket
 import subprocess
 
 import pytest
@@ -25,22 +26,24 @@ def call(tool, *words, cwd=None, stdin=b""):
 
 
 def check(home, lines, *options):
-    """Status and findings of a configuration: quiet lines, and from line 5 on those given."""
+    """Status and findings of a configuration: quiet lines, and from line 5 on those given. Line 0 stands for none."""
     os.environ["SSL_CERT_DIR"] = "/nonexistent"  # else each validating listener is told of the system's authorities
     quiet = [f"listener unix {home}/quiet.sock group={GROUP} keepalive=719", f"message-queue-filename {home}/message.queue",
              "forwarder ipv4 127.0.0.1 7", "metrics-interval 60"]
     config = pathlib.Path(home, "w.conf")
-    config.write_bytes("\n".join([*quiet, *lines, ""]).encode("latin-1"))
+    lines = [*quiet, *lines]
+    lines += [] if any("message-format" in line for line in lines) else ["message-format dnstap"]
+    config.write_bytes("\n".join([*lines, ""]).encode("latin-1"))
     status, out, err = call("check", *options, str(config))
     assert re.sub("==.*Sanitizer failed to allocate.*\n", "", err.decode() if isinstance(err, bytes) else err) == ""
     out = out.decode().replace("in 9 days", "in 8 days")  # of certificates made within this second
-    return status, [line.removeprefix(f"{config}:") for line in out.splitlines()]
+    return status, [re.sub("^ ", "0: ", line.removeprefix(f"{config}:")) for line in out.splitlines()]
 
 
 IDLE = "a connection without events is closed after {} seconds; keepalive={} makes it an hour"
-NO_CERT = "TLS handshake failed: SSL_CTX_use_certificate_chain_file(no.pem) failed: Unknown SSL error"
 UNKNOWN = "unknown key '{}' is ignored; the nearest known one is '{}'"
-TCP, TLS = "listener ipv4 127.0.0.1 7 keepalive=719", " tls=on tls-certificate-cert-file={c}/{0}.pem tls-certificate-key-file={c}/{1}.key"
+TCP = "listener ipv4 127.0.0.1 7 keepalive=719"
+TLS = " tls=on tls-min-version=1.3 tls-certificate-cert-file={c}/{0}.pem tls-certificate-key-file={c}/{1}.key"
 # Name; lines from line 5 on; findings, "w" for a warning and "e" for an error.
 CHECKS = [
     ("nothing", [], []),
@@ -71,15 +74,19 @@ CHECKS = [
     ("twice the same", [TCP, TCP, "listener unix {h}/quiet.sock group={g} keepalive=719"], [
         "6 e line 5 listens there already", "7 e line 1 listens there already"]),
     ("a forwarder to the wrong family", ["forwarder ipv6 127.0.0.1 7", "forwarder ipv4 a.example 7 tls-validate=off"], [
-        "5 e '127.0.0.1' is no IPv6 address: the forwarder never connects", "6 w tls-validate has no effect without tls=on"]),
-    ("numbers", [TCP + " read-timeout=10s mode=0660x", "forwarder ipv4 a.example 7 batch-size=4294967297", "message-syslog-priority 192 x"], [
+        "5 e '127.0.0.1' is no IPv6 address: the forwarder never connects",
+        "6 w tls-validate has no effect without tls=on"]),
+    ("numbers", [TCP + " read-timeout=10s mode=0660x", "forwarder ipv4 localhost 7 batch-size=4294967297",
+                 "message-syslog-priority 192 x"], [
         "5 w read-timeout '10s' is read as 10", "5 w mode '0660x' is read up to its first character that is no octal digit",
         "6 e batch-size '4294967297' is read as 1", "7 w message-syslog-priority '192 x' is read as 192",
         "7 w syslog receivers take priorities up to 191"]),
     ("certificates", [TCP + TLS.format("no", "no", c="."), TCP.replace(" 7", " 8") + TLS.format("server", "client", c="{c}"),
-                      TCP.replace(" 7", " 9") + TLS.format("expired", "expired", c="{c}"), "forwarder ipv4 a.example 7 tls=on tls-validate=off",
+                      TCP.replace(" 7", " 9") + TLS.format("expired", "expired", c="{c}"),
+                      "forwarder ipv4 a.example 7 tls=on tls-validate=off tls-min-version=1.3",
                       "forwarder ipv4 a.example 7 tls=on tls-min-version=1.1 tls-validate-ca-file={c}/ca.pem"], [
-        "5 e TLS handshake failed: SSL_CTX_use_certificate_chain_file(./no.pem) failed: *",
+        "5 e './no.pem' can't be read: No such file or directory",
+        "5 e './no.key' can't be read: No such file or directory",
         "6 e TLS handshake failed: SSL_CTX_use_PrivateKey_file({c}/client.key) failed: *key values mismatch)", "6 w {soon}",
         "7 e a certificate in {c}/expired.pem has expired", "8 w tls-validate=off: any certificate passes as the target's",
         "9 e TLS handshake failed: Parse minimum TLS version failed: Unknown SSL error", "9 w a certificate in {c}/ca.pem expires in 8 days"]),
@@ -134,13 +141,56 @@ def test_findings_as_another_user(certs):
         pathlib.Path(home, "server.key").write_bytes(pathlib.Path(certs["server.key"]).read_bytes())
         os.chmod(f"{home}/server.key", 0o600)
         shutil.copy(certs["ca.pem"], f"{home}/server.pem")
+        pathlib.Path(home, "message.queue.tmp").touch(0o600)
         line = TCP + TLS.format("server", "server", c=home)
         status, found = check(home, [line], "--user", "nobody")
         assert status == 1 and [f.split(" failed: ")[0] for f in found if "expires" not in f] == [
             f"1: error: this user can't make a socket in {home}",
             f"1: error: this user is not in the group '{grp.getgrgid(0).gr_name}' and can't give the socket to it",
-            f"2: error: this user can't write to {home}: the queue is lost at a stop", "5: error: TLS handshake"]
+            *[f"2: error: this user can't write to {path} (Permission denied): the queue is lost at a stop"
+              for path in (home, f"{home}/message.queue.tmp")],
+            f"5: error: '{home}/server.key' can't be read: Permission denied"]
+        pathlib.Path(home, "w.conf").chmod(0o600)
+        assert call("check", "--user", "nobody", f"{home}/w.conf")[:2] == (
+            1, f"{home}/w.conf: error: ifstream({home}/w.conf) failed to open: Permission denied\n".encode())
         assert call("check", "--user", "nosuchuser", f"{home}/w.conf")[0] == call("check")[0] == call("check", "--jsn", "x")[0] == 2
+
+
+KINDS = {"a folder": os.mkdir, "a FIFO": os.mkfifo, "a device": lambda path: os.symlink("/dev/zero", path),
+         "a socket": lambda path: socket.socket(socket.AF_UNIX).bind(path)}
+
+
+@pytest.mark.parametrize("kind", KINDS)
+def test_what_is_no_file(kind, certs):
+    """Such a thing is told as what it is, and never opened: it would wait for its other end, or not end."""
+    with new_home() as home:
+        for name in ("x", "message.queue.tmp"):
+            KINDS[kind](f"{home}/{name}")
+        status, out, _ = call("check", "--json", f"{home}/x")
+        told = json.loads(out)
+        assert (status, told["text"]) == (1, f"this is {kind}, not a file: nothing was checked")
+        assert told["starts"] == (kind in ("a folder", "a device")) == (call("check", "--start", f"{home}/x")[0] == 0)
+
+        server = f"{certs.directory}/server"
+        lines = [f"{TCP.replace(' 7', f' {port}')} tls=on tls-min-version=1.3 tls-certificate-{wrong}-file={home}/x"
+                 f" tls-certificate-{good}-file={server}.{suffix}"
+                 for port, wrong, good, suffix in ((7, "cert", "key", "key"), (8, "key", "cert", "pem"))]
+        lines.append(f"forwarder ipv4 a.example 7 tls=on tls-min-version=1.3 tls-validate-ca-file={home}/x")
+        status, found = check(home, lines)
+        assert status == 1 and found == [
+            f"2: error: {home}/message.queue.tmp is {kind}, not a file: the queue is lost at a stop",
+            *[f"{line}: error: '{home}/x' is {kind}, not a file" for line in (5, 6, 7)]]
+        KINDS[kind](f"{home}/message.queue")
+        assert check(home, [], "--start") == (
+            1, [f"2: error: {home}/message.queue is {kind}, not a file: no queue can be loaded from it"])
+
+
+def test_where_no_queue_can_be_saved():
+    with new_home({"file": b""}) as home:
+        for place, reason in (("none", "No such file or directory"), ("file", "Not a directory")):
+            pathlib.Path(home, "w.conf").write_text(f"message-queue-filename {home}/{place}/q\n")
+            told = call("check", f"{home}/w.conf")[1].decode()
+            assert f":1: error: this user can't write to {home}/{place} ({reason}): the queue is lost" in told
 
 
 def test_every_cut_of_a_queue_file():

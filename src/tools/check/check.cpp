@@ -8,8 +8,19 @@
 #include "tools/check/checkKeys.h"
 #include "tools/check/checkQueue.h"
 #include "tools/check/checkWorkers.h"
+#include "tools/check/fileKind.h"
 
 namespace ns::tools::check {
+
+/// Whether the configuration is a file. The daemon opens whatever stands there: it runs with nothing to do if that is a
+/// folder, and waits if it is a FIFO.
+static bool isFile(const std::string& filename, Findings& findings) {
+  const std::string kind = kindOf(filename);
+  if (kind.empty()) return true;
+  const std::string text = "this is " + kind + ", not a file: nothing was checked";
+  kind == "a folder" || kind == "a device" ? findings.error(0, text) : findings.fatal(0, text);
+  return false;
+}
 
 static void checkPath(const std::string& filename, Findings& findings) {
   if (filename[0] == '/' || filename.find('/') == std::string::npos) return;
@@ -56,6 +67,7 @@ static void checkEntries(std::vector<SourceEntry> entries, Findings& findings) {
 
 Findings check(const std::string& filename) {
   Findings findings;
+  if (!isFile(filename, findings)) return findings;
   try {
     std::vector<SourceEntry> entries = readSource(filename, findings);
     checkPath(filename, findings);

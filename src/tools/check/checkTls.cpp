@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "net/tls/TlsSocket.h"
+#include "tools/check/fileKind.h"
 #include "tools/check/options.h"
 
 namespace ns::tools::check {
@@ -75,9 +76,29 @@ void checkDatesIn(size_t line, const std::string& filename, Findings& findings) 
   }
 }
 
+/// The files that are read at each handshake.
+std::vector<std::string> filesOf(bool isServer, const TlsSocketConfig& config) {
+  std::vector<std::string> files;
+  if (isServer || config.useCertificate) files = {config.certFile, config.keyFile};
+  if (config.validate && !config.caFile.empty()) files.push_back(config.caFile);
+  return files;
+}
+
+bool canRead(size_t line, const std::vector<std::string>& files, Findings& findings) {
+  bool all = true;
+  for (const std::string& file : files) {
+    const std::string reason = whyUnreadable(file);
+    if (reason.empty()) continue;
+    findings.error(line, reason);
+    all = false;
+  }
+  return all;
+}
+
 }  // namespace
 
 void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Findings& findings) {
+  if (!canRead(line, filesOf(isServer, config), findings)) return;
   const std::string failure = isServer ? failAsServer(config) : failAsClient(config);
   if (!failsForThePeer(failure)) findings.error(line, failure);
   if (isServer || config.useCertificate) checkDatesIn(line, config.certFile, findings);
