@@ -90,6 +90,19 @@ CHECKS = [
         "6 e TLS handshake failed: SSL_CTX_use_PrivateKey_file({c}/client.key) failed: *key values mismatch)", "6 w {soon}",
         "7 e a certificate in {c}/expired.pem has expired", "8 w tls-validate=off: any certificate passes as the target's",
         "9 e TLS handshake failed: Parse minimum TLS version failed: Unknown SSL error", "9 w a certificate in {c}/ca.pem expires in 8 days"]),
+    ("numbers cut to 0", [TCP + " fstrm-data-frame-max-size=8589934592",
+                          "forwarder ipv6 ::1 7 batch-size=4294967296 fstrm-control-frame-max-size=4294967296"], [
+        "5 e fstrm-data-frame-max-size '8589934592' is read as 0: no frame is short enough",
+        "6 e batch-size '4294967296' is read as 0: no event ever goes out",
+        "6 e fstrm-control-frame-max-size '4294967296' is read as 0: no frame is short enough"]),
+    ("options as values", ["forwarder ipv4 a.example 7 tls=on tls-min-version=1.3",
+                           "  tls-validate-server-name= TLS-client-certificate=on",
+                           "listener unix {h}/a keepalive=719 group= mode=0600",
+                           "forwarder ipv4 127.0.0.1 7 tls-cipher-list= a=b"], [
+        "5 e tls-validate-server-name takes the option 'TLS-client-certificate=on' as its value",
+        "7 e group takes the option 'mode=0600' as its value",
+        "7 e there is no group 'mode=0600': the listener never opens",
+        "8 w tls-cipher-list has no effect without tls=on"]),
     ("lines", ["domain-suffix a#b", "domain-suffix c \t", "domain-suffix d # e", " # f", " g", "", " domain-suffix .h\r", "domain-suffix\t*.i\r"], [
         "5 w the value ends in front of the '#', which begins a comment", "6 w blanks at the end of the line are not part of the value",
         "9 w not read: the line continues a comment, that of line 7",

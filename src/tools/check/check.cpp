@@ -50,13 +50,13 @@ static void checkSuffixes(const std::vector<SourceEntry>& entries, Findings& fin
 static void checkEntries(std::vector<SourceEntry> entries, Findings& findings) {
   dropIgnored(entries, findings);
   const Settings settings = configure(entries, findings);
-  // Numbers are looked at where the line as a whole was taken.
+  // Values are looked at where the line as a whole was taken.
   std::vector<SourceEntry> taken = settings.listenerEntries;
   taken.insert(taken.end(), settings.forwarderEntries.begin(), settings.forwarderEntries.end());
   for (const SourceEntry& entry : entries) {
     if (entry.key != "listener" && entry.key != "forwarder") taken.push_back(entry);
   }
-  checkNumbers(taken, findings);
+  checkValues(taken, findings);
   checkFormat(entries, settings, findings);
   checkSuffixes(entries, findings);
   checkQueue(lineOf(entries, "message-queue-filename"), lineOf(entries, "message-queue-size"), settings.queue,

@@ -83,20 +83,35 @@ void dropIgnored(std::vector<SourceEntry>& entries, Findings& findings) {
   entries = std::move(kept);
 }
 
+/// What comes of the options that are cut to 0.
+static const char* effectOfZero(const std::string& name) {
+  if (name == "batch-size") return ": no event ever goes out";
+  return name.ends_with("-frame-max-size") ? ": no frame is short enough" : "";
+}
+
 /// A number is read up to the first character that is no digit, and stored in 32 bits; the queue's size has 64.
 static void checkNumber(size_t line, const std::string& name, const std::string& value, Findings& findings) {
   char* end = nullptr;
   const long number = std::strtol(value.c_str(), &end, 10);
   const long cut = static_cast<long>(static_cast<uint32_t>(number));
   if (number != cut && name != "message-queue-size") {
-    findings.error(line, name + " '" + value + "' is read as " + std::to_string(cut));
+    findings.error(line,
+                   name + " '" + value + "' is read as " + std::to_string(cut) + (cut == 0 ? effectOfZero(name) : ""));
   } else if (*end != '\0') {
     findings.warn(line, name + " '" + value + "' is read as " + std::to_string(number));
   }
 }
 
-static void checkOptionNumbers(const SourceEntry& entry, Findings& findings) {
+/// A "=" with blanks behind it goes on to the next word, which is mostly meant as the next option.
+static void checkSwallowed(size_t line, const worker::ValueReader::Option& option, Findings& findings) {
+  const size_t equals = option.value.find('=');
+  if (equals == std::string::npos || !isOption(option.value.substr(0, equals))) return;
+  findings.error(line, option.name + " takes the option '" + option.value + "' as its value");
+}
+
+static void checkOptions(const SourceEntry& entry, Findings& findings) {
   for (const auto& option : readOptions(entry)) {
+    checkSwallowed(entry.line, option, findings);
     if (contains(NumberOptions, option.name)) checkNumber(entry.line, option.name, option.value, findings);
     const bool octal = option.value.find_first_not_of("01234567") == std::string::npos;
     if (option.name == "mode" && !octal) {
@@ -105,10 +120,10 @@ static void checkOptionNumbers(const SourceEntry& entry, Findings& findings) {
   }
 }
 
-void checkNumbers(const std::vector<SourceEntry>& entries, Findings& findings) {
+void checkValues(const std::vector<SourceEntry>& entries, Findings& findings) {
   for (const SourceEntry& entry : entries) {
     if (contains(NumberKeys, entry.key)) checkNumber(entry.line, entry.key, entry.value, findings);
-    if (entry.key == "listener" || entry.key == "forwarder") checkOptionNumbers(entry, findings);
+    if (entry.key == "listener" || entry.key == "forwarder") checkOptions(entry, findings);
   }
 }
 

@@ -15,7 +15,8 @@ void dropIgnored(std::vector<SourceEntry>& entries, Findings& findings);
 /// half as many as `word` has.
 std::string findNearest(const std::string& word, const std::vector<std::string>& known);
 
-/// Tells of numbers that are not read as they were meant: with text behind them, or with more than 32 bits.
-void checkNumbers(const std::vector<SourceEntry>& entries, Findings& findings);
+/// Tells of values that are not read as they were meant: numbers with text behind them or with more than 32 bits, and
+/// options that another one takes as its value.
+void checkValues(const std::vector<SourceEntry>& entries, Findings& findings);
 
 }  // namespace ns::tools::check
