@@ -41,6 +41,8 @@ def check(home, lines, *options):
 
 
 IDLE = "a connection without events is closed after {} seconds; keepalive={} makes it an hour"
+PLAIN = "without TLS to another machine: whoever is on the way can read the events, which are personal data"
+NO_NAME = "tls-validate-server-name is empty: any valid certificate passes, whatever name it is for"
 UNKNOWN = "unknown key '{}' is ignored; the nearest known one is '{}'"
 TCP = "listener ipv4 127.0.0.1 7 keepalive=719"
 TLS = " tls=on tls-min-version=1.3 tls-certificate-cert-file={c}/{0}.pem tls-certificate-key-file={c}/{1}.key"
@@ -69,13 +71,12 @@ CHECKS = [
         "6 w {soon}", "6 w without tls-validate=on no certificate is asked for: anyone who connects may send events"]),
     ("listeners on no address", [TCP.replace("127.0.0.1", "localhost"), TCP.replace("127.0.0.1", "::1")], [
         "5 e 'localhost' is no IPv4 address: the listener never opens",
-        "5 w without TLS on an address that other machines can reach: anyone there may send events",
         "6 e '::1' is no IPv4 address: the listener never opens"]),
     ("twice the same", [TCP, TCP, "listener unix {h}/quiet.sock group={g} keepalive=719"], [
         "6 e line 5 listens there already", "7 e line 1 listens there already"]),
     ("a forwarder to the wrong family", ["forwarder ipv6 127.0.0.1 7", "forwarder ipv4 a.example 7 tls-validate=off"], [
         "5 e '127.0.0.1' is no IPv6 address: the forwarder never connects",
-        "6 w tls-validate has no effect without tls=on"]),
+        "6 w tls-validate has no effect without tls=on", "6 w " + PLAIN]),
     ("numbers", [TCP + " read-timeout=10s mode=0660x", "forwarder ipv4 localhost 7 batch-size=4294967297",
                  "message-syslog-priority 192 x"], [
         "5 w read-timeout '10s' is read as 10", "5 w mode '0660x' is read up to its first character that is no octal digit",
@@ -103,6 +104,10 @@ CHECKS = [
         "7 e group takes the option 'mode=0600' as its value",
         "7 e there is no group 'mode=0600': the listener never opens",
         "8 w tls-cipher-list has no effect without tls=on"]),
+    ("who reads what is sent", ["forwarder ipv4 127.9.9.9 7", "forwarder ipv6 0::1 7", "forwarder ipv4 LocalHost 7",
+                                "forwarder ipv6 ::7f00:1 7", "forwarder ipv4 127.0.0.example 7",
+                                'forwarder ipv4 a.example 7 tls=on tls-min-version=1.3 tls-validate-server-name=""'], [
+        "8 w " + PLAIN, "9 w " + PLAIN, "10 w " + NO_NAME]),
     ("lines", ["domain-suffix a#b", "domain-suffix c \t", "domain-suffix d # e", " # f", " g", "", " domain-suffix .h\r", "domain-suffix\t*.i\r"], [
         "5 w the value ends in front of the '#', which begins a comment", "6 w blanks at the end of the line are not part of the value",
         "9 w not read: the line continues a comment, that of line 7",

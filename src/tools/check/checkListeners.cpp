@@ -8,6 +8,7 @@
 #include "app/run.h"
 #include "tools/check/checkTls.h"
 #include "tools/check/checkWorkers.h"
+#include "tools/check/isThisMachine.h"
 #include "tools/check/options.h"
 
 namespace ns::tools::check {
@@ -56,8 +57,6 @@ void checkUnix(const SourceEntry& entry, const ListenerConfig& config, Findings&
   if (config.tls.enabled) findings.error(entry.line, "tls=on never works on a Unix path: connections fail");
 }
 
-bool isLoopback(const std::string& host) { return host == "::1" || host.rfind("127.", 0) == 0; }
-
 void checkTcp(const SourceEntry& entry, const ListenerConfig& config, Findings& findings) {
   const std::string& host = config.socket.host;
   try {
@@ -67,7 +66,7 @@ void checkTcp(const SourceEntry& entry, const ListenerConfig& config, Findings& 
                                    " address: the listener never opens");
   }
   if (config.tls.enabled) checkTls(entry.line, true, config.tls, findings);
-  if (isLoopback(host)) return;
+  if (isThisMachine(host)) return;
   if (!config.tls.enabled) {
     findings.warn(entry.line, "without TLS on an address that other machines can reach: anyone there may send events");
   } else if (!config.tls.validate) {
