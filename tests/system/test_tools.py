@@ -43,6 +43,8 @@ def check(home, lines, *options):
 IDLE = "a connection without events is closed after {} seconds; keepalive={} makes it an hour"
 PLAIN = "without TLS to another machine: whoever is on the way can read the events, which are personal data"
 NO_NAME = "tls-validate-server-name is empty: any valid certificate passes, whatever name it is for"
+WEAK = "{} lets TLS 1.2 use suites without {}: {}"
+REMEDY = "tls-cipher-list=ECDHE+AESGCM:ECDHE+CHACHA20 or tls-min-version=1.3 leaves them out"
 UNKNOWN = "unknown key '{}' is ignored; the nearest known one is '{}'"
 TCP = "listener ipv4 127.0.0.1 7 keepalive=719"
 TLS = " tls=on tls-min-version=1.3 tls-certificate-cert-file={c}/{0}.pem tls-certificate-key-file={c}/{1}.key"
@@ -108,6 +110,16 @@ CHECKS = [
                                 "forwarder ipv6 ::7f00:1 7", "forwarder ipv4 127.0.0.example 7",
                                 'forwarder ipv4 a.example 7 tls=on tls-min-version=1.3 tls-validate-server-name=""'], [
         "8 w " + PLAIN, "9 w " + PLAIN, "10 w " + NO_NAME]),
+    ("suites", [f"forwarder ipv4 a.example 7 tls=on {options}" for options in (
+        "recovery=drop", "tls-min-version=1.3 tls-cipher-list=AES256-GCM-SHA384",
+        "tls-max-version=1.2 tls-cipher-list=ECDHE+AESGCM:AES256-SHA:AES128-GCM-SHA256",
+        "tls-cipher-list=DHE+AESGCM:ECDHE+CHACHA20", "tls-cipher-list=AES256-SHA:@SECLEVEL=3",
+        "tls-cipher-list=NULL-SHA256:AECDH-AES128-SHA:@SECLEVEL=0")], [
+        "5 w " + WEAK.format("OpenSSL's default list", "forward secrecy", REMEDY),
+        "7 w " + WEAK.format("tls-cipher-list", "forward secrecy", "AES256-SHA AES128-GCM-SHA256"),
+        "10 w " + WEAK.format("tls-cipher-list", "encryption", "NULL-SHA256"),
+        "10 w " + WEAK.format("tls-cipher-list", "certificates", "AECDH-AES128-SHA"),
+        "10 w " + WEAK.format("tls-cipher-list", "forward secrecy", "NULL-SHA256")]),
     ("lines", ["domain-suffix a#b", "domain-suffix c \t", "domain-suffix d # e", " # f", " g", "", " domain-suffix .h\r", "domain-suffix\t*.i\r"], [
         "5 w the value ends in front of the '#', which begins a comment", "6 w blanks at the end of the line are not part of the value",
         "9 w not read: the line continues a comment, that of line 7",

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "net/tls/TlsSocket.h"
+#include "tools/check/checkSuites.h"
 #include "tools/check/fileKind.h"
 #include "tools/check/options.h"
 
@@ -98,6 +99,7 @@ bool canRead(size_t line, const std::vector<std::string>& files, Findings& findi
 }  // namespace
 
 void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Findings& findings) {
+  checkSuites(line, config, findings);
   if (!canRead(line, filesOf(isServer, config), findings)) return;
   const std::string failure = isServer ? failAsServer(config) : failAsClient(config);
   if (!failsForThePeer(failure)) findings.error(line, failure);
