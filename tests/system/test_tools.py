@@ -41,6 +41,8 @@ def check(home, lines, *options):
 
 
 IDLE = "a connection without events is closed after {} seconds; keepalive={} makes it an hour"
+TEXT = ("text formats refuse resolver, forwarder and zone messages, and the owner of a zone can forge records with "
+        "them: log only CLIENT_* and AUTH_QUERY messages, or use message-format dnstap")
 PLAIN = "without TLS to another machine: whoever is on the way can read the events, which are personal data"
 NO_NAME = "tls-validate-server-name is empty: any valid certificate passes, whatever name it is for"
 WEAK = "{} lets TLS 1.2 use suites without {}: {}"
@@ -120,6 +122,8 @@ CHECKS = [
         "10 w " + WEAK.format("tls-cipher-list", "encryption", "NULL-SHA256"),
         "10 w " + WEAK.format("tls-cipher-list", "certificates", "AECDH-AES128-SHA"),
         "10 w " + WEAK.format("tls-cipher-list", "forward secrecy", "NULL-SHA256")]),
+    ("a text format", ["message-format querylog"], ["5 w " + TEXT]),
+    ("the default format", ["# no message-format"], ["0 w " + TEXT]),
     ("lines", ["domain-suffix a#b", "domain-suffix c \t", "domain-suffix d # e", " # f", " g", "", " domain-suffix .h\r", "domain-suffix\t*.i\r"], [
         "5 w the value ends in front of the '#', which begins a comment", "6 w blanks at the end of the line are not part of the value",
         "9 w not read: the line continues a comment, that of line 7",

@@ -28,9 +28,16 @@ static void checkPath(const std::string& filename, Findings& findings) {
 }
 
 static void checkFormat(const std::vector<SourceEntry>& entries, const Settings& settings, Findings& findings) {
+  constexpr uint32_t Dnstap = 2;
   constexpr uint32_t MaxPriority = 191;  // local7.debug, RFC 5424, 6.2.1
   if (settings.format.syslogPriority > MaxPriority) {
     findings.warn(lineOf(entries, "message-syslog-priority"), "syslog receivers take priorities up to 191");
+  }
+  if (settings.format.messageFormat != Dnstap) {
+    findings.warn(
+        lineOf(entries, "message-format"),
+        "text formats refuse resolver, forwarder and zone messages, and the owner of a zone can forge records "
+        "with them: log only CLIENT_* and AUTH_QUERY messages, or use message-format dnstap");
   }
   if (settings.logger.interval == 0) {
     findings.fatal(lineOf(entries, "metrics-interval"), "an interval of 0 ends the process");
