@@ -95,7 +95,7 @@ class EventQueue {
   /// The bytes in front of each message: its length.
   static constexpr size_t PrefixSize = 3;
 
-  bool takes(size_t length) const noexcept;
+  bool canHold(size_t length) const noexcept;
   [[noreturn]] void refuse(size_t length) const;
   uint64_t used() const noexcept;
   uint64_t room(uint64_t offset) const noexcept { return config.size - offset; }
@@ -108,8 +108,8 @@ class EventQueue {
   void store(const unsigned char* data, size_t length) noexcept;
   void storeBytes(const unsigned char* data, size_t length) noexcept;
   void storeInFront(std::span<const std::span<const unsigned char>> messages) noexcept;
-  template <size_t HeaderSize>
-  size_t take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes);
+  struct Taken;
+  size_t take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes, bool asFrames);
   void prefetch(uint64_t offset) const noexcept;
   void takeMessage(unsigned char* out, size_t length) noexcept;
   void subtractQueued(uint64_t count) noexcept;
