@@ -68,6 +68,12 @@ void FstrmSocket::sendblock(const unsigned char* bytes, unsigned int length, boo
   }
 }
 
+size_t FstrmSocket::wholeFrames(std::span<std::span<const unsigned char>> out, bool mayRead) {
+  const size_t count = ahead.frames(out, config.dataFrameMaxSize);
+  if (count != 0 || !mayRead || !ahead.isCutOff(config.dataFrameMaxSize) || !readAhead()) return count;
+  return ahead.frames(out, config.dataFrameMaxSize);
+}
+
 uint32_t FstrmSocket::readlength(bool isData) {
   std::array<unsigned char, 4> word;
   readblock(word.data(), word.size());

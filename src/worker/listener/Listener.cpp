@@ -1,12 +1,11 @@
 #include "worker/listener/Listener.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "log/log.h"
+#include "worker/processLoop.h"
 
 namespace ns::worker::listener {
 
@@ -17,7 +16,7 @@ static constexpr int ReopenSeconds = 3;
 // not those that keep coming.
 static constexpr int MaxPending = 4096;
 
-static std::string prefix(uint32_t id) { return "Listener[" + std::to_string(id) + "]: "; }
+static std::string prefix(uint32_t id) { return nameOf("Listener", id) + ": "; }
 
 Listener::Listener(ListenerConfig listenerConfig, ListenerContext listenerContext)
     : config(std::move(listenerConfig)), context(listenerContext), tlsContext(config.tls) {}
@@ -71,10 +70,10 @@ void Listener::processLoop() {
       acceptUntilStopped();
       listenSocket->close();
     } catch (const std::exception& e) {
-      // No brackets here: log watchers match this one line as it has always been.
+      // No brackets in this one line: it is documented so, and log watchers match it.
       log::error("Listener" + std::to_string(config.id) + ": Listen error: " + e.what());
       listenSocket->close();
-      pauseBeforeReopening();
+      pauseUnlessStopped(ReopenSeconds, stopRequested);
     }
   }
 }
@@ -127,10 +126,6 @@ void Listener::handle(std::unique_ptr<net::Socket> client) {
   if (active > metrics.peakReceivers) metrics.peakReceivers = active;
 }
 
-void Listener::pauseBeforeReopening() {
-  for (int i = 0; i < ReopenSeconds && !stopRequested; ++i) std::this_thread::sleep_for(std::chrono::seconds(1));
-}
-
 void Listener::deregister(uint32_t id) {
   const std::lock_guard lock(receiversMutex);
   if (joining || receivers.erase(id) == 0) return;
@@ -177,12 +172,7 @@ void Listener::processDnstapEvent(encoding::dnstap::DnstapEvent& event) {
 }
 
 void Listener_processLoop(Listener* listener) {
-  const std::string who = prefix(listener->getId());
-  try {
-    log::info(who + "Starting process loop");
-    listener->processLoop();
-    log::info(who + "Finished process loop");
-  } catch (const std::exception& e) { log::error(who + "Process loop failed: " + e.what()); }
+  runProcessLoop(nameOf("Listener", listener->getId()), [listener] { listener->processLoop(); });
 }
 
 void Listener_receiverDoneCallback(receiver::Receiver* receiver, void* listener) {

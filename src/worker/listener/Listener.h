@@ -69,7 +69,6 @@ class Listener {
   void acceptPending();
   bool isFull();
   void handle(std::unique_ptr<net::Socket> client);
-  void pauseBeforeReopening();
 
   const ListenerConfig config;
   const ListenerContext context;

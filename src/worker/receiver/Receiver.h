@@ -65,7 +65,7 @@ class Receiver {
   bool openStream();
   void receiveFrames(bool bidirectional);
   bool waitForFrames(uint32_t& retries);
-  bool queueFramesAhead();
+  bool queueWholeFrames(bool mayRead);
   bool receiveFrame(encoding::Bytes& frame, bool bidirectional);
   void count(uint64_t events, uint64_t bytes);
   void closeTls() noexcept;
