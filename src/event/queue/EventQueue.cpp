@@ -13,7 +13,7 @@
 
 namespace ns::event::queue {
 
-// Far enough that a line of memory is there when its message comes: some messages.
+// Far enough that a cache line is there when its message is taken: some messages ahead.
 static constexpr uint64_t PrefetchDistance = 1024;
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failAllocation(uint64_t size, int number) {
