@@ -81,3 +81,21 @@ class Traffic(random.Random):
 
     def records(self, count):
         return [self.record() for _ in range(count)]
+
+
+def answer(name, *rdata):
+    """What a DNS server tells of an answer that an attacker made."""
+    message = dns.message.make_response(dns.message.make_query(name, rdata[0].rdtype))
+    message.answer = [dns.rrset.from_rdata(message.question[0].name, ttl, one) for ttl, one in enumerate(rdata)]
+    return wire.record(type=6, response_time_sec=1700000000, response_message=message.to_wire(max_size=65535))
+
+
+def forging():
+    """Lines that go on like a message of another program, whichever byte of that message a limit of 64 KiB falls on, and
+    one of 13 MB, the longest of one packet."""
+    forged = b"<34>1 2026-01-01T00:00:00Z dc01 sshd 77 - - Accepted password for root "
+    for n in range(len(forged) + 5):  # with what stands between two strings in JSON
+        texts = b"".join(bytes([len(text)]) + text for text in [n * b"-", *[forged] * 900])
+        yield answer("a.example.", dns.rdata.GenericRdata(1, 16, texts))
+    longest = dns.rdata.from_text("IN", "NS", "\\255" * 63 + ("." + "\\255" * 63) * 2 + "." + "\\255" * 61 + ".")
+    yield answer(longest.target, *[longest] * 4650)
