@@ -5,7 +5,6 @@ Each server lives in a directory of its own and on a port where nothing else is;
 
 import os
 import pathlib
-import random
 import shutil
 import signal
 import socket
@@ -18,24 +17,11 @@ import dns.query
 import pytest
 
 from support import wire
+from support.peers import free_port
 
 LOCAL = "127.0.0.1"
 UNPACKED = pathlib.Path(__file__).parents[2] / "build/peers"  # where ./dev puts programs that can't be installed
 SEARCH = os.pathsep.join([os.environ["PATH"], "/usr/sbin", f"{UNPACKED}/usr/sbin"])
-
-
-def free_port():
-    """A port for UDP and TCP, from below the range that the system gives to clients, which come and go meanwhile."""
-    while True:
-        port = random.randint(10000, 32000)
-        with socket.socket(type=socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
-            try:
-                udp.bind((LOCAL, port))
-                tcp.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-                tcp.bind((LOCAL, port))
-                return port
-            except OSError:
-                pass
 
 
 def wait_for(done, what, deadline=15):

@@ -77,7 +77,7 @@ def start(command, text, home, port, ready, **more):
     library = f"{servers.UNPACKED}/usr/lib/syslog-ng"
     file = servers.write(home, "recursor.conf" if command.endswith("=") else "main.conf",
                          text.format(home=home, etc=home + "/etc", port=port, **more) + "\n")
-    words = command.format(home=home, library=library).split()
+    words = [word.format(home=home, library=library) for word in command.split()]
     words = words[:-1] + [words[-1] + home] if command.endswith("=") else words + [file]
     return servers.Peer(home, *words, **({"LD_LIBRARY_PATH": library} if "{library}" in command else {})).ready(lambda: ready(port))
 

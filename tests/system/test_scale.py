@@ -81,8 +81,8 @@ class Chain:
 
     def syslog_ng(self):
         config = servers.write(self.home, "syslog-ng.conf", self.text("syslog-ng.conf"))
-        words = f"syslog-ng -F --no-caps -f {config} -R {self.home}/persist -p {self.home}/pid -c {self.home}/control --module-path {LIBRARY}/3.38"
-        return self.peer(*words.split(), LD_LIBRARY_PATH=LIBRARY, probe=lambda: servers.listens(int(self.ports["6514"])))
+        words = f"syslog-ng -F --no-caps -f {config} -R {self.home}/persist -p {self.home}/pid -c {self.home}/control --module-path"
+        return self.peer(*words.split(), f"{LIBRARY}/3.38", LD_LIBRARY_PATH=LIBRARY, probe=lambda: servers.listens(int(self.ports["6514"])))
 
     def consumer(self):
         return self.peer(str(EXAMPLE / "redis-to-postgres"), "one", f"redis://{servers.LOCAL}:{self.ports['6379']}", self.dsn)
