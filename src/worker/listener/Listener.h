@@ -8,7 +8,7 @@
 #include <string>
 
 #include "encoding/Bytes.h"
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "event/queue/EventQueue.h"
 #include "metrics/ListenerMetrics.h"
 #include "net/Socket.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "net/dns/DnsMessageEventFormatter.h"
 #include "net/dns/suffixes.h"
 #include "support/bytes.h"

@@ -1,6 +1,6 @@
-#include "encoding/DnstapWalk.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 
-#include "encoding/plainFields.h"
+#include "encoding/dnstap/plainFields.h"
 
 namespace ns::encoding::dnstap {
 
@@ -53,7 +53,7 @@ static constexpr std::array<FieldLayout, 15> MessageLayout = {{
     bytes("message response_message", &DnstapView::response_message),
 }};
 
-bool DnstapWalk::decode(DnstapView& view) {
+bool DnstapDecoder::decode(DnstapView& view) {
   if (offset < length) offset += decodePlainServer(view, data + offset, length - offset);
   while (offset < length) {
     const uint32_t from = offset;
@@ -62,25 +62,25 @@ bool DnstapWalk::decode(DnstapView& view) {
   return true;
 }
 
-bool DnstapWalk::finishStep(uint32_t from) {
+bool DnstapDecoder::finishStep(uint32_t from) {
   if (guard.step(from, offset)) [[likely]]
     return true;
   return failure.set(Failure::Kind::Circle, offset);
 }
 
-bool DnstapWalk::decodeField(DnstapView& view) {
-  Source source{data, length, offset, failure};
+bool DnstapDecoder::decodeField(DnstapView& view) {
+  WireCursor source{data, length, offset, failure};
   uint32_t field;
   uint8_t wireType;
   if (!source.tag(field, wireType)) return false;
   if (field >= IdentityField && field <= ExtraField) return decodeServerField(view, source, field, wireType);
   if (field == RecordTypeField) return decodeRecordType(source, wireType);
   if (field != MessageField) return skipUnknown(source, wireType);
-  Source message = source;
+  WireCursor message = source;
   return openMessage(message, source, wireType) && decodeMessage(view, message);
 }
 
-static bool readPiece(DnstapView::Piece& piece, Source& source) {
+static bool readPiece(DnstapView::Piece& piece, WireCursor& source) {
   uint64_t size = 0;
   if (!source.bytesLength(size)) return false;
   piece = {source.data + source.offset, static_cast<size_t>(size)};
@@ -88,7 +88,7 @@ static bool readPiece(DnstapView::Piece& piece, Source& source) {
   return true;
 }
 
-bool DnstapWalk::decodeServerField(DnstapView& view, Source source, uint32_t number, uint8_t wireType) {
+bool DnstapDecoder::decodeServerField(DnstapView& view, WireCursor source, uint32_t number, uint8_t wireType) {
   const size_t index = number - IdentityField;
   if (wireType != LengthDelimited)
     return failure.set(Failure::Kind::WrongWireType, wireType, LengthDelimited, ServerFields[index]);
@@ -97,7 +97,7 @@ bool DnstapWalk::decodeServerField(DnstapView& view, Source source, uint32_t num
   return true;
 }
 
-bool DnstapWalk::decodeRecordType(Source source, uint8_t wireType) {
+bool DnstapDecoder::decodeRecordType(WireCursor source, uint8_t wireType) {
   if (wireType != Varint) return failure.set(Failure::Kind::WrongWireType, wireType, Varint, "type");
   uint64_t value;
   if (!source.varint(value)) return false;
@@ -107,7 +107,7 @@ bool DnstapWalk::decodeRecordType(Source source, uint8_t wireType) {
 }
 
 /// Makes `message` the source of the message's bytes and moves on behind it in the record.
-bool DnstapWalk::openMessage(Source& message, Source source, uint8_t wireType) {
+bool DnstapDecoder::openMessage(WireCursor& message, WireCursor source, uint8_t wireType) {
   if (wireType != LengthDelimited)
     return failure.set(Failure::Kind::WrongWireType, wireType, LengthDelimited, "message");
   uint64_t size;
@@ -121,13 +121,13 @@ bool DnstapWalk::openMessage(Source& message, Source source, uint8_t wireType) {
 }
 
 /// Skips a value. Where it ends in its own source becomes the offset in the record, whichever source that is.
-bool DnstapWalk::skipUnknown(Source source, uint8_t wireType) {
+bool DnstapDecoder::skipUnknown(WireCursor source, uint8_t wireType) {
   if (!source.skip(wireType)) return false;
   offset = source.offset;
   return true;
 }
 
-bool DnstapWalk::decodeMessage(DnstapView& view, Source message) {
+bool DnstapDecoder::decodeMessage(DnstapView& view, WireCursor message) {
   message.offset = decodePlainMessage(view, message.data, message.length);
   while (message.offset < message.length) {
     uint32_t field;
@@ -152,15 +152,15 @@ bool DnstapWalk::decodeMessage(DnstapView& view, Source message) {
 /// A message without a type always fails here: the walk within it goes from tag to tag, and nothing is left to skip
 /// behind the last one. So what skipUnknown() stores in a message is never gone by, and there are no circles but in
 /// records near 4 GiB, where the sum of an offset and a width goes round.
-bool DnstapWalk::findType(uint64_t& type) {
+bool DnstapDecoder::findType(uint64_t& type) {
   while (offset < length) {
     const uint32_t from = offset;
-    Source source{data, length, offset, failure};
+    WireCursor source{data, length, offset, failure};
     uint32_t field;
     uint8_t wireType;
     if (!source.tag(field, wireType)) return false;
     if (field == MessageField) {
-      Source message = source;
+      WireCursor message = source;
       bool found = false;
       if (!openMessage(message, source, wireType) || !findTypeInMessage(type, found, message)) return false;
       if (found) return true;
@@ -172,7 +172,7 @@ bool DnstapWalk::findType(uint64_t& type) {
   return failure.set(Failure::Kind::NoMessageType);
 }
 
-bool DnstapWalk::findTypeInMessage(uint64_t& type, bool& found, Source message) {
+bool DnstapDecoder::findTypeInMessage(uint64_t& type, bool& found, WireCursor message) {
   while (message.offset < message.length) {
     uint32_t field;
     uint8_t wireType;

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-#include "encoding/DnstapView.h"
+#include "encoding/dnstap/DnstapView.h"
 
 // The fields of a record as servers write them: a tag of one byte, the wire type that belongs to it, a value that ends
 // where it should. They are read without a thought for what else could be there, which takes a third less. At the first
-// field that is not like that, or begins near the source's end, DnstapWalk goes on.
+// field that is not like that, or begins near the source's end, DnstapDecoder goes on.
 namespace ns::encoding::dnstap {
 
 /// Reads the server's fields that open the record of `length` bytes at `data`. Returns the offset behind the last one.

@@ -1,4 +1,4 @@
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <set>
 #include <variant>
 
-#include "encoding/DnstapWalk.h"
 #include "encoding/data.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "support/appended.h"
 
 namespace ns::encoding::dnstap {

@@ -1,4 +1,4 @@
-#include "encoding/DnstapView.h"
+#include "encoding/dnstap/DnstapView.h"
 
 #include <cstring>
 

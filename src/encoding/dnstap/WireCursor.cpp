@@ -1,4 +1,4 @@
-#include "encoding/DnstapSource.h"
+#include "encoding/dnstap/WireCursor.h"
 
 namespace ns::encoding::dnstap {
 

@@ -1,6 +1,6 @@
-#include "encoding/plainFields.h"
+#include "encoding/dnstap/plainFields.h"
 
-#include "encoding/DnstapSource.h"
+#include "encoding/dnstap/WireCursor.h"
 
 namespace ns::encoding::dnstap {
 

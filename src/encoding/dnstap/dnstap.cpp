@@ -1,8 +1,8 @@
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 
-#include "encoding/DnstapSource.h"
-#include "encoding/DnstapWalk.h"
 #include "encoding/data.h"
+#include "encoding/dnstap/DnstapDecoder.h"
+#include "encoding/dnstap/WireCursor.h"
 
 namespace ns::encoding::dnstap {
 
@@ -12,25 +12,25 @@ namespace ns::encoding::dnstap {
 template <class Reader>
 static uint32_t readOne(const unsigned char* data, uint32_t length, uint32_t offset, Reader&& reader) {
   Failure failure;
-  Source source{data, length, offset, failure};
+  WireCursor source{data, length, offset, failure};
   if (!reader(source)) fail(failure);
   return source.offset;
 }
 
 uint32_t decodeVarint(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](Source& source) { return source.varint(out); });
+  return readOne(data, length, offset, [&](WireCursor& source) { return source.varint(out); });
 }
 uint32_t decodeFixed32(uint32_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](Source& source) { return source.fixed32(out); });
+  return readOne(data, length, offset, [&](WireCursor& source) { return source.fixed32(out); });
 }
 uint32_t decodeFixed64(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](Source& source) { return source.fixed64(out); });
+  return readOne(data, length, offset, [&](WireCursor& source) { return source.fixed64(out); });
 }
 uint32_t decodeTag(uint32_t& number, uint8_t& wireType, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](Source& source) { return source.tag(number, wireType); });
+  return readOne(data, length, offset, [&](WireCursor& source) { return source.tag(number, wireType); });
 }
 uint32_t decodeBytesLength(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](Source& source) { return source.bytesLength(out); });
+  return readOne(data, length, offset, [&](WireCursor& source) { return source.bytesLength(out); });
 }
 uint32_t skipVarint(const unsigned char* data, uint32_t length, uint32_t offset) {
   return skip(Varint, data, length, offset);
@@ -45,7 +45,7 @@ uint32_t skipBytes(const unsigned char* data, uint32_t length, uint32_t offset) 
   return skip(LengthDelimited, data, length, offset);
 }
 uint32_t skip(uint8_t wireType, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](Source& source) { return source.skip(wireType); });
+  return readOne(data, length, offset, [&](WireCursor& source) { return source.skip(wireType); });
 }
 
 void resetDnstapEvent(DnstapEvent& event, bool clearIdentity) {
@@ -66,7 +66,7 @@ void resetDnstapEvent(DnstapEvent& event, bool clearIdentity) {
 
 uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length, uint32_t offset) {
   DnstapView view;
-  DnstapWalk walk(data, length, offset);
+  DnstapDecoder walk(data, length, offset);
   const bool decoded = walk.decode(view);
   view.copyTo(event);
   if (!decoded) fail(walk.getFailure());
@@ -75,11 +75,11 @@ uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32
 
 bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t length) {
   view.reset();
-  return DnstapWalk(data, length, 0).decode(view);
+  return DnstapDecoder(data, length, 0).decode(view);
 }
 
 uint64_t getDnstapEventType(const DnstapEvent&, const unsigned char* data, uint32_t length, uint32_t offset) {
-  DnstapWalk walk(data, length, offset);
+  DnstapDecoder walk(data, length, offset);
   uint64_t type;
   if (!walk.findType(type)) fail(walk.getFailure());
   return type;

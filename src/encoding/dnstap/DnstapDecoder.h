@@ -2,15 +2,15 @@
 
 #include <cstdint>
 
-#include "encoding/DnstapSource.h"
-#include "encoding/DnstapView.h"
+#include "encoding/dnstap/DnstapView.h"
+#include "encoding/dnstap/WireCursor.h"
 
 namespace ns::encoding::dnstap {
 
 /// Sees to it that every walk over a record ends, in time proportional to the record.
 ///
 /// An unknown field in the message makes the walk go on at an offset of the record that has nothing to do with where
-/// the message stood (see DnstapWalk), so it can go round for ever, or over the same bytes again and again. Where a
+/// the message stood (see DnstapDecoder), so it can go round for ever, or over the same bytes again and again. Where a
 /// step leads depends on its offset alone, so an offset that comes back proves a circle. Single steps back prove
 /// nothing: records with them may well end.
 class WalkGuard {
@@ -65,9 +65,9 @@ class WalkGuard {
 /// through, while inside of the message the walk goes on right behind the tag and takes the value for more fields. So
 /// the query zone of a resolver's record (field 11) mostly ends in a wrong wire type. Readers of the output rely on
 /// which records are refused, so this stays as it is.
-class DnstapWalk {
+class DnstapDecoder {
  public:
-  DnstapWalk(const unsigned char* data, uint32_t length, uint32_t offset)
+  DnstapDecoder(const unsigned char* data, uint32_t length, uint32_t offset)
       : data(data), length(length), offset(offset), guard(length) {}
 
   /// Walks through the record; each field goes to `view` as it is met. Returns false if it failed.
@@ -81,12 +81,12 @@ class DnstapWalk {
 
  private:
   bool decodeField(DnstapView& view);
-  bool decodeServerField(DnstapView& view, Source source, uint32_t number, uint8_t wireType);
-  bool decodeRecordType(Source source, uint8_t wireType);
-  bool decodeMessage(DnstapView& view, Source message);
-  bool findTypeInMessage(uint64_t& type, bool& found, Source message);
-  bool openMessage(Source& message, Source source, uint8_t wireType);
-  bool skipUnknown(Source source, uint8_t wireType);
+  bool decodeServerField(DnstapView& view, WireCursor source, uint32_t number, uint8_t wireType);
+  bool decodeRecordType(WireCursor source, uint8_t wireType);
+  bool decodeMessage(DnstapView& view, WireCursor message);
+  bool findTypeInMessage(uint64_t& type, bool& found, WireCursor message);
+  bool openMessage(WireCursor& message, WireCursor source, uint8_t wireType);
+  bool skipUnknown(WireCursor source, uint8_t wireType);
   bool finishStep(uint32_t from);
 
   const unsigned char* data;

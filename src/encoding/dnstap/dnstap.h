@@ -3,8 +3,8 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
-#include "encoding/DnstapEvent.h"
-#include "encoding/DnstapView.h"
+#include "encoding/dnstap/DnstapEvent.h"
+#include "encoding/dnstap/DnstapView.h"
 #include "error/UnknownError.h"
 
 // The dnstap record: the Protocol Buffers message dnstap.Dnstap (https://dnstap.info, dnstap.proto), read and written

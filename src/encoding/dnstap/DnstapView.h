@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-#include "encoding/DnstapEvent.h"
+#include "encoding/dnstap/DnstapEvent.h"
 
 namespace ns::encoding::dnstap {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "encoding/words.h"
 
 namespace ns::encoding::dnstap {
@@ -60,7 +60,7 @@ inline uint32_t readShortVarint(uint64_t& out, const unsigned char* data) {
 /// Bytes read from front to back without exceptions: each reader moves `offset` behind the value and returns true, or
 /// notes a failure, changes nothing else and returns false.
 /// Its functions are inline and hand out no pointer to the object, so that it lives in registers.
-struct Source {
+struct WireCursor {
   const unsigned char* data;
   uint32_t length;
   uint32_t offset;
@@ -92,7 +92,7 @@ struct Source {
   }
 
   bool bytesLength(uint64_t& out) {
-    Source behind = *this;
+    WireCursor behind = *this;
     uint64_t value;
     if (!behind.varint(value)) return false;
     const uint32_t left = length - behind.offset;
