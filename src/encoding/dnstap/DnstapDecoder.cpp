@@ -1,5 +1,7 @@
 #include "encoding/dnstap/DnstapDecoder.h"
 
+#include <array>
+
 #include "encoding/dnstap/plainFields.h"
 
 namespace ns::encoding::dnstap {

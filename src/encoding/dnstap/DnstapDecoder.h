@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "encoding/dnstap/DnstapView.h"
+#include "encoding/dnstap/Failure.h"
 #include "encoding/dnstap/WireCursor.h"
 
 namespace ns::encoding::dnstap {

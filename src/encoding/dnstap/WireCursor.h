@@ -2,64 +2,34 @@
 
 #include <bit>
 #include <cstdint>
-#include <string>
+#include <span>
 
-#include "encoding/dnstap/dnstap.h"
+#include "encoding/dnstap/Failure.h"
+#include "encoding/dnstap/WireType.h"
 #include "encoding/words.h"
 
 namespace ns::encoding::dnstap {
 
-/// Why a record is refused: what its text is built from, if anyone asks for it.
-struct Failure {
-  enum class Kind : uint8_t {
-    VarintEnd,        // `value` is the offset, `bound` the length of the source
-    VarintBytes,      //
-    VarintBits,       //
-    SkipEnd,          // as VarintEnd
-    BytesLength,      // `value` is the length, `bound` what is left of the source
-    DecodeFixed32,    //
-    DecodeFixed64,    //
-    SkipFixed32,      //
-    SkipFixed64,      //
-    UnknownWireType,  // `value` is the wire type
-    WrongWireType,    // `field` should have had wire type `bound` and has `value`
-    RecordType,       // `value` is the type
-    NoMessageType,    //
-    Circle,           // `value` is the offset that comes back
-    Overlap,          // `value` is the number of bytes that the messages add up to, `bound` the record's length
-  };
-
-  Kind kind{};
-  const char* field = nullptr;
-  uint64_t value = 0;
-  uint64_t bound = 0;
-
-  /// Notes a failure. Returns false, so that a reader can return the call. Out of line, to keep the readers small.
-  [[gnu::cold, gnu::noinline]] bool set(Kind why, uint64_t what = 0, uint64_t limit = 0, const char* name = nullptr);
-
-  /// The text for the log.
-  std::string text() const;
-};
-
 /// Reads a varint of any length. Returns the offset behind it, or 0 if it failed.
 uint32_t readVarint(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset, Failure& failure);
 
-/// Reads a varint of up to 8 bytes, all at once: as many may be read at `data`. Returns how many it took, or 0 if it is
+/// Reads a varint of up to 8 bytes without a loop; 8 bytes must be there. Returns how many it took, or 0 if it is
 /// longer.
 inline uint32_t readShortVarint(uint64_t& out, const unsigned char* data) {
   uint64_t word = loadWord(data);
   const uint64_t ends = ~word & everyByte(0x80);
   if (ends == 0) return 0;
   word &= (ends ^ (ends - 1)) & everyByte(0x7F);  // up to the first byte without a high bit
+  // Eight groups of 7 bits become four of 14, those two of 28, and those one of 56.
   word = (word & 0x007F007F007F007F) | (word & 0x7F007F007F007F00) >> 1;
   word = (word & 0x00003FFF00003FFF) | (word & 0x3FFF00003FFF0000) >> 2;
   out = (word & 0x000000000FFFFFFF) | (word & 0x0FFFFFFF00000000) >> 4;
   return static_cast<uint32_t>(std::countr_zero(ends)) / 8 + 1;
 }
 
-/// Bytes read from front to back without exceptions: each reader moves `offset` behind the value and returns true, or
-/// notes a failure, changes nothing else and returns false.
-/// Its functions are inline and hand out no pointer to the object, so that it lives in registers.
+/// Wire bytes, read from front to back without exceptions: each reader moves `offset` behind the value and returns
+/// true, or notes a failure, changes nothing else and returns false. Its functions are inline and hand out no pointer
+/// to the object, so that it lives in registers.
 struct WireCursor {
   const unsigned char* data;
   uint32_t length;
@@ -83,6 +53,7 @@ struct WireCursor {
     return true;
   }
 
+  /// A field number, cut to 32 bits, and a wire type.
   bool tag(uint32_t& number, uint8_t& wireType) {
     uint64_t value;
     if (!varint(value)) return false;
@@ -91,6 +62,7 @@ struct WireCursor {
     return true;
   }
 
+  /// The length of a bytes field: of no more than is left behind it.
   bool bytesLength(uint64_t& out) {
     WireCursor behind = *this;
     uint64_t value;
@@ -99,6 +71,15 @@ struct WireCursor {
     if (value > left) return failure.set(Failure::Kind::BytesLength, value, left);
     out = value;
     offset = behind.offset;
+    return true;
+  }
+
+  /// A bytes field, left where it is.
+  bool bytes(std::span<const unsigned char>& out) {
+    uint64_t size = 0;
+    if (!bytesLength(size)) return false;
+    out = {data + offset, static_cast<size_t>(size)};
+    offset += static_cast<uint32_t>(size);
     return true;
   }
 
@@ -124,6 +105,8 @@ struct WireCursor {
     }
   }
 
+ private:
+  /// Looks for nothing but the end: a varint that is skipped may have any number of bytes.
   bool skipVarint() {
     for (uint32_t at = offset; at < length; ++at) {
       if (data[at] >= 128) continue;
@@ -134,10 +117,8 @@ struct WireCursor {
   }
 
   bool skipBytes() {
-    uint64_t size;
-    if (!bytesLength(size)) return false;
-    offset += static_cast<uint32_t>(size);
-    return true;
+    std::span<const unsigned char> skipped;
+    return bytes(skipped);
   }
 
   bool step(uint32_t width, Failure::Kind why) {
@@ -147,7 +128,6 @@ struct WireCursor {
     return true;
   }
 
- private:
   /// As step(), for bytes that are going to be read: refuses a sum that went round, too, which is one past 4 GiB.
   bool take(uint32_t width, Failure::Kind why) { return offset + width < width ? failure.set(why) : step(width, why); }
 

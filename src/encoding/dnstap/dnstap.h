@@ -5,6 +5,7 @@
 #include "encoding/Bytes.h"
 #include "encoding/dnstap/DnstapEvent.h"
 #include "encoding/dnstap/DnstapView.h"
+#include "encoding/dnstap/WireType.h"
 #include "error/UnknownError.h"
 
 // The dnstap record: the Protocol Buffers message dnstap.Dnstap (https://dnstap.info, dnstap.proto), read and written
@@ -17,9 +18,6 @@ class DnstapError : public error::UnknownError {
  public:
   using UnknownError::UnknownError;
 };
-
-/// How a value is laid out: the low 3 bits of each tag.
-enum WireType : uint8_t { Varint = 0, Fixed64 = 1, LengthDelimited = 2, Fixed32 = 5 };
 
 /// Reads a number in groups of 7 bits, least significant first: at most 10 bytes and 64 bits.
 uint32_t decodeVarint(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset);
