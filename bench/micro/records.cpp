@@ -1,6 +1,6 @@
 #include "micro/records.h"
 
-#include "encoding/dnstap/dnstap.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "net/dns/decodeDnsMessage.h"
 #include "net/dns/suffixes.h"
 #include "tools/Frames.h"

@@ -1,8 +1,8 @@
 #include "encoding/dnstap/dnstap.h"
 
 #include "encoding/data.h"
-#include "encoding/dnstap/DnstapDecoder.h"
 #include "encoding/dnstap/WireCursor.h"
+#include "encoding/dnstap/fields.h"
 
 namespace ns::encoding::dnstap {
 
@@ -12,25 +12,25 @@ namespace ns::encoding::dnstap {
 template <class Reader>
 static uint32_t readOne(const unsigned char* data, uint32_t length, uint32_t offset, Reader&& reader) {
   Failure failure;
-  WireCursor source{data, length, offset, failure};
-  if (!reader(source)) fail(failure);
-  return source.offset;
+  WireCursor cursor{data, length, offset, failure};
+  if (!reader(cursor)) fail(failure);
+  return cursor.offset;
 }
 
 uint32_t decodeVarint(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](WireCursor& source) { return source.varint(out); });
+  return readOne(data, length, offset, [&](WireCursor& cursor) { return cursor.varint(out); });
 }
 uint32_t decodeFixed32(uint32_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](WireCursor& source) { return source.fixed32(out); });
+  return readOne(data, length, offset, [&](WireCursor& cursor) { return cursor.fixed32(out); });
 }
 uint32_t decodeFixed64(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](WireCursor& source) { return source.fixed64(out); });
+  return readOne(data, length, offset, [&](WireCursor& cursor) { return cursor.fixed64(out); });
 }
 uint32_t decodeTag(uint32_t& number, uint8_t& wireType, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](WireCursor& source) { return source.tag(number, wireType); });
+  return readOne(data, length, offset, [&](WireCursor& cursor) { return cursor.tag(number, wireType); });
 }
 uint32_t decodeBytesLength(uint64_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](WireCursor& source) { return source.bytesLength(out); });
+  return readOne(data, length, offset, [&](WireCursor& cursor) { return cursor.bytesLength(out); });
 }
 uint32_t skipVarint(const unsigned char* data, uint32_t length, uint32_t offset) {
   return skip(Varint, data, length, offset);
@@ -45,23 +45,22 @@ uint32_t skipBytes(const unsigned char* data, uint32_t length, uint32_t offset) 
   return skip(LengthDelimited, data, length, offset);
 }
 uint32_t skip(uint8_t wireType, const unsigned char* data, uint32_t length, uint32_t offset) {
-  return readOne(data, length, offset, [&](WireCursor& source) { return source.skip(wireType); });
+  return readOne(data, length, offset, [&](WireCursor& cursor) { return cursor.skip(wireType); });
+}
+
+static void clear(Bytes& bytes) { bytes.clear(); }
+template <class Number>
+static void clear(Number& number) {
+  number = 0;
 }
 
 void resetDnstapEvent(DnstapEvent& event, bool clearIdentity) {
+  const auto clearField = [&](const auto& field) { clear(event.*field.event); };
   if (clearIdentity) {
-    event.identity.clear();
-    event.version.clear();
-    event.extra.clear();
+    forEachField<RecordFields>(clearField);
+  } else {
+    forEachField<MessageFields>(clearField);
   }
-  event.type = event.socket_family = event.socket_protocol = 0;
-  event.query_port = event.response_port = 0;
-  event.query_time_sec = event.response_time_sec = 0;
-  event.query_time_nsec = event.response_time_nsec = 0;
-  event.query_address.clear();
-  event.response_address.clear();
-  event.query_message.clear();
-  event.response_message.clear();
 }
 
 uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length, uint32_t offset) {
@@ -71,11 +70,6 @@ uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32
   view.copyTo(event);
   if (!decoded) fail(walk.getFailure());
   return walk.getOffset();
-}
-
-bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t length) {
-  view.reset();
-  return DnstapDecoder(data, length, 0).decode(view);
 }
 
 uint64_t getDnstapEventType(const DnstapEvent&, const unsigned char* data, uint32_t length, uint32_t offset) {
@@ -101,50 +95,47 @@ void encodeBytes(Bytes& buffer, const unsigned char* data, uint32_t length) {
   data::formatBytes(buffer, data, length);
 }
 
-static void encodeVarintField(Bytes& buffer, uint32_t number, uint64_t value) {
-  if (value == 0) return;
-  encodeTag(buffer, number, Varint);
+static void encodeField(Bytes& buffer, const VarintField& field, const DnstapEvent& event) {
+  const uint64_t value = event.*field.event;
+  if (value == 0 && field.written == Written::IfSet) return;
+  encodeTag(buffer, field.number, Varint);
   encodeVarint(buffer, value);
 }
 
-static void encodeFixed32Field(Bytes& buffer, uint32_t number, uint32_t value) {
-  if (value == 0) return;
-  encodeTag(buffer, number, Fixed32);
+static void encodeField(Bytes& buffer, const Fixed32Field& field, const DnstapEvent& event) {
+  const uint32_t value = event.*field.event;
+  if (value == 0 && field.written == Written::IfSet) return;
+  encodeTag(buffer, field.number, Fixed32);
   encodeFixed32(buffer, value);
 }
 
-static void encodeBytesField(Bytes& buffer, uint32_t number, const Bytes& value) {
-  if (value.empty()) return;
-  encodeTag(buffer, number, LengthDelimited);
+static void encodeField(Bytes& buffer, const BytesField& field, const DnstapEvent& event) {
+  const Bytes& value = event.*field.event;
+  if (value.empty() && field.written == Written::IfSet) return;
+  encodeTag(buffer, field.number, LengthDelimited);
   encodeBytes(buffer, value.data(), static_cast<uint32_t>(value.size()));
 }
 
-/// In this order, which is not that of the numbers: records that were compared byte by byte must not change.
-static void encodeMessage(Bytes& buffer, const DnstapEvent& event) {
-  encodeTag(buffer, 1, Varint);
-  encodeVarint(buffer, event.type);
-  encodeVarintField(buffer, 2, event.socket_family);
-  encodeVarintField(buffer, 3, event.socket_protocol);
-  encodeBytesField(buffer, 4, event.query_address);
-  encodeBytesField(buffer, 5, event.response_address);
-  encodeVarintField(buffer, 6, event.query_port);
-  encodeVarintField(buffer, 8, event.query_time_sec);
-  encodeFixed32Field(buffer, 9, event.query_time_nsec);
-  encodeBytesField(buffer, 10, event.query_message);
-  encodeVarintField(buffer, 7, event.response_port);
-  encodeVarintField(buffer, 12, event.response_time_sec);
-  encodeFixed32Field(buffer, 13, event.response_time_nsec);
-  encodeBytesField(buffer, 14, event.response_message);
+static void encodeField(Bytes& buffer, const Constant& field, const DnstapEvent&) {
+  encodeTag(buffer, field.number, Varint);
+  encodeVarint(buffer, field.value);
 }
 
-void encodeDnstapEvent(Bytes& buffer, DnstapEvent& event) {
-  event.encodedMessage.clear();
-  encodeMessage(event.encodedMessage, event);
-  encodeBytesField(buffer, 1, event.identity);
-  encodeBytesField(buffer, 2, event.version);
-  encodeBytesField(buffer, 3, event.extra);
-  encodeVarintField(buffer, 15, 1);
-  encodeBytesField(buffer, 14, event.encodedMessage);
+template <const auto& Table>
+static void encodeFields(Bytes& buffer, DnstapEvent& event) {
+  forEachLine<Table>([&](const auto& line) { encodeField(buffer, line, event); });
 }
+
+template <const auto& Table>
+static void encodeField(Bytes& buffer, const Nested<Table>& field, DnstapEvent& event) {
+  Bytes& message = event.*field.built;
+  message.clear();
+  encodeFields<Table>(message, event);
+  if (message.empty()) return;
+  encodeTag(buffer, field.number, LengthDelimited);
+  encodeBytes(buffer, message.data(), static_cast<uint32_t>(message.size()));
+}
+
+void encodeDnstapEvent(Bytes& buffer, DnstapEvent& event) { encodeFields<RecordFields>(buffer, event); }
 
 }  // namespace ns::encoding::dnstap

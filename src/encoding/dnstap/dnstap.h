@@ -3,14 +3,15 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "encoding/dnstap/DnstapEvent.h"
-#include "encoding/dnstap/DnstapView.h"
-#include "encoding/dnstap/WireType.h"
 #include "error/UnknownError.h"
 
 // The dnstap record: the Protocol Buffers message dnstap.Dnstap (https://dnstap.info, dnstap.proto), read and written
 // by hand. Readers have the shape of encoding/data.h: the value goes out through the first argument, the offset behind
 // it is returned, and a failed read throws DnstapError and leaves the argument untouched. Writers append.
+// All of this is part of the library's contract and stays, although no thread of the daemon calls it: they only decode,
+// by tryDecodeDnstapEvent() of DnstapDecoder.h.
 namespace ns::encoding::dnstap {
 
 /// Bytes are no dnstap record.
@@ -45,10 +46,6 @@ void resetDnstapEvent(DnstapEvent& event, bool clearIdentity);
 /// Decodes one record into `event`, which is reset first. No value is checked for its range, and no field must be
 /// there. Returns the offset where it stopped. Throws DnstapError; the event then holds what stood before the fault.
 uint32_t decodeDnstapEvent(DnstapEvent& event, const unsigned char* data, uint32_t length, uint32_t offset);
-
-/// As decodeDnstapEvent from offset 0, but nothing is copied, and it returns false where that throws, without a text: a
-/// stream of bad records costs less than one of good ones. `view` then holds what stood before the fault.
-[[nodiscard]] bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t length);
 
 /// Returns the message type of a record without decoding it; `event` is not looked at. Throws DnstapError, also if
 /// there is no type.

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "encoding/data.h"
-#include "encoding/dnstap/dnstap.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "encoding/time.h"
 #include "error/messages.h"
 #include "event/queue/EventQueue.h"

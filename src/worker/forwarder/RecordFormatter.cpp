@@ -1,5 +1,7 @@
 #include "worker/forwarder/RecordFormatter.h"
 
+#include "encoding/dnstap/DnstapDecoder.h"
+
 namespace ns::worker::forwarder {
 
 using net::dns::Extraction;

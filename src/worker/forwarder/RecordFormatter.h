@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
-#include "encoding/dnstap/dnstap.h"
+#include "encoding/dnstap/DnstapView.h"
 #include "net/dns/DnsMessageEvent.h"
 #include "net/dns/DnsMessageEventFormatter.h"
 

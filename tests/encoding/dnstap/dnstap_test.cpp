@@ -222,11 +222,11 @@ TEST(Dnstap, WalksByTheLetterThroughAnyRecord) {
   EXPECT_GT(failures.size(), 100U) << "so that each field was refused in most wrong types";
 }
 
-TEST(WalkGuard, LetsMessagesOverlapSoFar) {
-  WalkGuard guard(1000);
-  for (int i = 0; i < 129; ++i) ASSERT_TRUE(guard.enter(1000)) << i;
-  EXPECT_TRUE(guard.enter(536));
-  EXPECT_FALSE(guard.enter(1));
+TEST(MessageBudget, LetsMessagesOverlapSoFar) {
+  MessageBudget budget(1000);
+  for (int i = 0; i < 129; ++i) ASSERT_TRUE(budget.spend(1000)) << i;
+  EXPECT_TRUE(budget.spend(536));
+  EXPECT_FALSE(budget.spend(1));
 }
 
 }  // namespace ns::encoding::dnstap
