@@ -42,7 +42,7 @@ class Tail {
   void uint(uint64_t value) { out = writeUint(room(MaxUintDigits), value); }
 
  private:
-  // Out of line, so that what is left of room() goes in where it is called.
+  // Out of line: room() is inlined wherever something is written, and only its comparison has to be.
   [[gnu::noinline]] void extend(size_t count) {
     const size_t used = size();
     if (buffer.capacity() - used < count) buffer.resize(used + count);  // doubles the capacity
