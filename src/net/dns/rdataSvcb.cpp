@@ -1,6 +1,7 @@
 #include <array>
 #include <string>
 
+#include "encoding/CircleGuard.h"
 #include "net/dns/DnsError.h"
 #include "net/dns/rdataForms.h"
 
@@ -12,24 +13,6 @@ static constexpr std::array<std::string_view, 8> KeyNames{"mandatory", "alpn", "
                                                           "ipv4hint",  "ech",  "ipv6hint",        "dohpath"};
 
 static constexpr uint16_t Dohpath = 7;
-
-/// Finds out that a walk which jumps back never ends. What follows a jump depends on where it leads and on nothing
-/// else, so a place that comes back proves a circle. One place is remembered, a newer one each time the number of jumps
-/// has doubled (Brent's algorithm): that finds a circle after at most three times the jumps up to where it closes.
-class CircleFinder {
- public:
-  /// Whether the jump to `place` closes a circle.
-  bool jump(uint32_t place) {
-    if (place == remembered && jumps != 0) return true;
-    if ((jumps & (jumps + 1)) == 0) remembered = place;
-    ++jumps;
-    return false;
-  }
-
- private:
-  uint32_t remembered = 0;
-  uint64_t jumps = 0;
-};
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failValue(uint32_t count, uint32_t position, uint32_t end) {
   throw DnsError("Parse HTTPS record data failed: Expected " + std::to_string(count) + " << bytes at " +
@@ -100,15 +83,15 @@ static void writeUnknown(RdataReader& reader, uint16_t key, uint16_t length) {
 /// The path, and then once more as a parameter without a form, whose value is looked for as far behind the start of the
 /// message as the path was long. The walk goes on behind that, so it comes by all records up to this one: mostly into
 /// one that is no parameter, and the message fails. Consumers have always been given this text.
-static void writeDohpath(RdataReader& reader, uint16_t length, CircleFinder& circle) {
+static void writeDohpath(RdataReader& reader, uint16_t length, encoding::CircleGuard& circle) {
   const uint32_t used = reader.writeStringsAt(reader.getPosition(), length, {.quoted = false, .single = true});
   reader.writeChar('"');
   reader.setPosition(used);
   writeUnknown(reader, Dohpath, length);
-  if (circle.jump(reader.getPosition())) failCircle(reader.getPosition());
+  if (circle.closes(reader.getPosition())) failCircle(reader.getPosition());
 }
 
-static void writeValue(RdataReader& reader, uint16_t key, uint16_t length, CircleFinder& circle) {
+static void writeValue(RdataReader& reader, uint16_t key, uint16_t length, encoding::CircleGuard& circle) {
   switch (key) {
     case 0: return writeMandatory(reader, length);
     case 1: return writeAlpn(reader, length);
@@ -120,7 +103,7 @@ static void writeValue(RdataReader& reader, uint16_t key, uint16_t length, Circl
   }
 }
 
-static void writeParameter(RdataReader& reader, CircleFinder& circle) {
+static void writeParameter(RdataReader& reader, encoding::CircleGuard& circle) {
   const uint16_t key = reader.readUint16();
   const uint16_t length = reader.readUint16();
   checkValue(reader, length);
@@ -138,7 +121,7 @@ static void writeParameter(RdataReader& reader, CircleFinder& circle) {
 void writeSvcb(RdataReader& reader) {
   reader.item16();
   reader.writeName();
-  CircleFinder circle;
+  encoding::CircleGuard circle;
   while (reader.getPosition() < reader.getEnd()) {
     reader.writeChar(' ');
     writeParameter(reader, circle);
