@@ -32,7 +32,7 @@ def new_home(files=()):
 
 
 class Daemon:
-    """One run in a directory of its own. Used as a context it is asked to stop at the end; `ends_cleanly` sees it through."""
+    """One run in a directory of its own. A context ends with asking it to stop; `ends_cleanly` sees it through."""
 
     ending = []
 
@@ -46,7 +46,8 @@ class Daemon:
             text += "\nmetrics-interval 4000000000"
         with open(self.config, "w", encoding="latin-1") as file:
             file.write(text + "\n")
-        ours, theirs = pty.openpty() if terminal else os.pipe()  # a terminal makes events on standard output show at once
+        # A terminal makes events on standard output show at once.
+        ours, theirs = pty.openpty() if terminal else os.pipe()
         if terminal:
             tty.setraw(theirs)
         self.process = subprocess.Popen([*before, BINARY, verb, self.config], stdout=theirs, stderr=theirs, **popen)
@@ -131,7 +132,7 @@ class Daemon:
         return reports
 
     def next_report(self):
-        """Waits for a report that begins after this call, so that all that was done before stands in it or before it."""
+        """Waits for a report that begins after this call: all that was done before stands in it or before it."""
         self.wait("[INFO] Metrics: ", count=len(self.find("[INFO] Metrics: ")) + 1)
         return self.reports()[-1]
 

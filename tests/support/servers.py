@@ -153,7 +153,8 @@ def bind(home, tap, zone, extra="recursion no;", forward=""):
     source = forward or 'zone "zone.example" { type primary; file "zone"; };'
     config = write(home, "named.conf", f"""
 options {{
-  directory "{home}"; listen-on port {port} {{ {LOCAL}; }}; listen-on-v6 {{ none; }}; pid-file none; session-keyfile none;
+  directory "{home}"; listen-on port {port} {{ {LOCAL}; }}; listen-on-v6 {{ none; }}; pid-file none;
+  session-keyfile none;
   dnssec-validation no; minimal-responses yes; {extra}
   dnstap {{ all; }}; dnstap-output unix "{tap}";
 }};
@@ -256,9 +257,10 @@ class Client:
             self.refused += number == 0
             self.records += number and [wire.record(**{
                 "type": number, "socket_family": 1, "socket_protocol": 1 + tcp, "query_address": address,
-                "response_address": address, "query_port": port, f"{side}_time_sec": 1, f"{side}_message": message})] or []
+                "response_address": address, "query_port": port, f"{side}_time_sec": 1,
+                f"{side}_message": message})] or []
         return dns.message.from_wire(response)
 
     def nudge(self):
-        """Makes the server tell something more, to see behind what is held back in between; it is no part of `records`."""
+        """Makes the server tell something more, to see behind what it holds back; it is no part of `records`."""
         self.exchange(dns.message.make_query("probe.", "A").to_wire(), False)

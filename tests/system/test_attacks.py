@@ -1,4 +1,4 @@
-"""Peers, readers and files that mean harm: what they can't do. Each row tells one way; a table's test is what must hold."""
+"""Peers, readers and files that mean harm, and what they can't do. A row tells one way, its test what must hold."""
 
 import contextlib
 import os
@@ -144,7 +144,7 @@ TLS = "listener ipv4 127.0.0.1 PORT" + SECONDS
 OTHER = UNIX.replace("dnstap", "other") + SECONDS
 FORWARDER = ("forwarder ipv4 127.0.0.1 PORT connect-timeout=1 batch-size=600 send-buffer-size=4096 recovery=durable"
              + SECONDS)
-# What holds the stop up, the line of the worker that it is done to, and that all frames sent so far are then in the file.
+# What holds the stop up, the line of the worker that it is done to, and that all frames sent so far are in the file.
 STOPS = {
     "half a frame": (half_a_frame, OTHER, True), "half a control frame": (half_a_control_frame, OTHER, True),
     "half a ClientHello": (half_a_client_hello, TLS, True),
@@ -232,7 +232,8 @@ def test_a_log_that_nobody_reads():
         daemon.wait("Receiver[400]: Finished")
         dropped = sum(int(re.fullmatch(r"\[WARN\] Log: (\d+) lines were dropped, as nobody read them", line)[1])
                       for line in daemon.find("Log: "))
-        forms = (r"\[INFO\] (Listener\[0\]: (Handling connection|Receiver\[\d+\] Is finished)|Receiver\[\d+\]: ((Starting|"
+        forms = (r"\[INFO\] (Listener\[0\]: (Handling connection|Receiver\[\d+\] Is finished)|"
+                 r"Receiver\[\d+\]: ((Starting|"
                  r"Finished) process loop|Handling connection from uid=\d+ gid=\d+ pid=\d+))")
         assert dropped > 100 and sum(bool(re.fullmatch(forms, line)) for line in daemon.lines) + dropped == 5 * 401
         daemon.reading.clear()

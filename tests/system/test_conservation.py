@@ -52,7 +52,8 @@ def balanced(daemon, frames, queued, abandoned=0, skipped=0):
         quiet = last["eventsProcessed"] == last["eventsDropped"] == 0
         if quiet and frames == gone + left + skipped + abandoned and queued == left:
             return total
-    raise AssertionError(f"{frames} frames, but {total}, {left} queued, {again} twice:\n" + "\n".join(daemon.lines[-30:]))
+    raise AssertionError(f"{frames} frames, but {total}, {left} queued, {again} twice:\n"
+                         + "\n".join(daemon.lines[-30:]))
 
 
 def drained(stream):
@@ -106,10 +107,11 @@ def unread(stream, *_):
     stream.reset()
 
 
-# What page one of the guides calls it: how, the size of the records, how many are queued before, and in hand at each failure.
+# What page one of the guides calls it: how, the size of the records, how many are queued before, how many in hand.
 FAULTS = {"closes, having read all": (closes, 400, 0, 1), "hangs for a `write-timeout`": (stuck, 4000, 600, BATCH),
           "resets within a batch": (halfway, 4000, 600, BATCH), "resets with full buffers": (unread, 96, 2000, BATCH)}
-TOLD = [[cell.strip() for cell in line.split("|")] for line in open(pathlib.Path(__file__).parents[2] / "docs/guides/README.md")]
+TOLD = [[cell.strip() for cell in line.split("|")]
+        for line in open(pathlib.Path(__file__).parents[2] / "docs/guides/README.md")]
 
 
 @pytest.mark.parametrize("mode", MODES := ["drop", "best-effort", "durable"])
@@ -119,8 +121,9 @@ def test_collectors_that_fail_three_times(name, mode):
     fault, size, queued, in_hand = FAULTS[name]
     collector, records, streams, sent = Collector(), iter(numbered(2000, size)), [], []
     collector.listening.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} send-buffer-size=4096 "
-                f"write-timeout={1 if fault is stuck else 9}", "message-format dnstap", EACH_SECOND) as daemon:
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} "
+                f"send-buffer-size=4096 write-timeout={1 if fault is stuck else 9}", "message-format dnstap",
+                EACH_SECOND) as daemon:
         sender = Sender(daemon.address())
 
         def send(count):
@@ -205,12 +208,14 @@ def test_tls_clients_that_break_off_anywhere(certs):
     port, sent, served = free_port(), 0, 0
     payloads = [START, *map(wire.frame, numbered(5)), STOP]
     with Daemon(f"listener ipv4 127.0.0.1 {port}" + certs.options("server", "listener"), EACH_SECOND,
-                env=os.environ | {"SSL_CERT_FILE": "/dev/null"}) as daemon:  # else each connection reads the system's authorities
+                # Else each connection reads the system's authorities.
+                env=os.environ | {"SSL_CERT_FILE": "/dev/null"}) as daemon:
         for end, places in (("close", range(0, 4000, 97)), ("reset", range(0, 1000, 97))):
             for place in places:
                 served += 1
                 # Not before its address was read: see test_traps.py for what a reset does then.
-                whole = tls_until(place, connected(socket.AF_INET, ("127.0.0.1", port)), certs.context("client"), payloads=payloads,
+                whole = tls_until(place, connected(socket.AF_INET, ("127.0.0.1", port)), certs.context("client"),
+                                  payloads=payloads,
                                   end=end, before=lambda: daemon.wait("Handling connection from", served))
                 sent += min(max(whole - 1, 0), 5)
         assert sent > 50
@@ -220,7 +225,8 @@ def test_tls_clients_that_break_off_anywhere(certs):
 
 def test_tls_collectors_that_break_off_anywhere(certs):
     """The same on the other side: what is queued goes out when the forwarder comes again after its pause."""
-    places, records, context = (0, 1, 5, 6, 100, 700, 10**6), numbered(50), certs.context("server", server=True, verify=False)
+    places, records = (0, 1, 5, 6, 100, 700, 10**6), numbered(50)
+    context = certs.context("server", server=True, verify=False)
     targets = [Collector() for _ in places]
     with Daemon(UNIX, *[f"forwarder ipv4 127.0.0.1 {t.port} tls=on tls-validate=off" for t in targets], EACH_SECOND,
                 "message-format dnstap") as daemon:
@@ -244,7 +250,8 @@ def test_crowds_of_clients():
     limits = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (limits[1], limits[1]))  # the daemon inherits it
     most = 1500 if limits[1] > 4000 else 300
-    with Daemon(UNIX + f" max-connections={most - 100} read-timeout=60", UNIX.replace("dnstap", "other"), EACH_SECOND) as daemon:
+    with Daemon(UNIX + f" max-connections={most - 100} read-timeout=60", UNIX.replace("dnstap", "other"),
+                EACH_SECOND) as daemon:
         trickle = connected(socket.AF_UNIX, daemon.address("other.sock"))
         for byte in (START + b"".join(map(wire.frame, numbered(3))))[:-1]:
             trickle.send(bytes([byte]))
@@ -265,18 +272,20 @@ def test_crowds_of_clients():
             stream.until(lambda: stream.closed)
         balanced(daemon, 2 + len(taken), queued=2 + len(taken))
         report = daemon.next_report()
-        assert [r["activeReceivers"] for r in report["listener"]] == [0, 0] and report["listener"][0]["peakReceivers"] == most - 100
+        assert [r["activeReceivers"] for r in report["listener"]] == [0, 0]
+        assert report["listener"][0]["peakReceivers"] == most - 100
 
 
 def test_what_is_skipped_and_what_is_broken_is_told_apart():
-    """Text: records without a message are skipped in silence, broken ones are counted, and a ring far too small drops."""
+    """Text: records without a message are skipped in silence, broken ones counted, and a ring far too small drops."""
     records, model = Traffic(9).records(60) * 5, Model()
     skipped = sum(not model([r]) for r in records)
     collector = Collector()
     with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", EACH_SECOND) as daemon:
         stream = collector.accept()
         drain = drained(stream)
-        Sender(daemon.address()).send(*[r for record in records for r in (record, wire.NUDGE, b"\x0f broken", record[:-3])])
+        Sender(daemon.address()).send(*[r for record in records
+                                        for r in (record, wire.NUDGE, b"\x0f broken", record[:-3])])
         total = balanced(daemon, 4 * len(records), skipped=skipped + len(records), queued=0)
         assert (total["eventsSent"], total["dnstapErrors"]) == (len(records) - skipped, 2 * len(records))
         model.pid = daemon.pid
@@ -326,7 +335,8 @@ def stopped_somewhere(seed, results):
         took = time.monotonic() - begun
         flooding.join()
         file = f"{daemon.path}/message.queue"
-        checked = subprocess.run([os.path.join(os.path.dirname(os.environ["WIRELARK"]), "wirelark-queue"), "verify", file], capture_output=True)
+        tool = os.path.join(os.path.dirname(os.environ["WIRELARK"]), "wirelark-queue")
+        checked = subprocess.run([tool, "verify", file], capture_output=True)
         content, kept = pathlib.Path(file).read_bytes(), []
         at = 4
         while at < len(content):
@@ -342,7 +352,8 @@ def test_a_stop_at_any_moment():
     """Time-outs are a second here and a listener looks up every three; so each stop is over well within eight."""
     results = []
     for first in range(0, RUNS, 10):
-        threads = [threading.Thread(target=stopped_somewhere, args=(seed, results)) for seed in range(first, first + 10)]
+        threads = [threading.Thread(target=stopped_somewhere, args=(seed, results))
+                   for seed in range(first, first + 10)]
         for thread in threads:
             thread.start()
         for thread in threads:
@@ -359,7 +370,8 @@ def test_a_disk_that_is_full_at_the_stop():
     home = new_home()
     disk = home.name + "/disk"
     os.mkdir(disk)
-    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "wirelark-test", disk], capture_output=True).returncode:
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "wirelark-test", disk],
+                      capture_output=True).returncode:
         pytest.skip("mount is not allowed here")
     try:
         with Daemon(UNIX, "message-queue-filename disk/q", EACH_SECOND, home=home) as daemon:
