@@ -1,5 +1,6 @@
 """The reference against the program: its schemas hold for real output, and it leaves out no key, option or line."""
 
+import concurrent.futures
 import json
 import pathlib
 import re
@@ -26,32 +27,36 @@ def validator(name):
     return kind(schema, format_checker=jsonschema.FormatChecker())
 
 
-@pytest.mark.parametrize("options", [{}, {"mode": "off"}], ids=["domains", "none"])
-def test_schemas(options):
-    """All kinds of records and a DNS message that can't be decoded; connections of each family, and none."""
-    collector, port, empty = Collector(), free_port(), wire.record(type=5, query_time_sec=1, query_message=b"?")
-    with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port}",
-                "metrics-format json", "metrics-interval 1",
-                f"domain-suffix-mode {options.get('mode', 'all')}") as daemon:
-        there = collector.accept()
-        sender, idle = Sender(daemon.address()), Sender(("127.0.0.1", port))
-        sender.send(*Traffic("schema").records(300), empty)
-        model = Model(**options)
-        text = {empty: "Read DNS message failed: "
-                       "Read uint16_t failed: Offset 0 + 2 is out of bounds for data of 1 bytes"}
-        deliver(sender, there, lambda records: "".join(model.event(r, text.get(r)) for r in records).encode())
-        events = [json.loads(line) for line in there.data.splitlines()]
-        assert {e["type"].split("-")[-1] for e in events} == {"query", "response", "error"}
-        daemon.wait("eventsReceived", count=2)
-        idle.stop()
-        sender.stop()
-        daemon.wait("Receiver[0]: Finished", count=2)
-        reports = [json.loads(line.split("Metrics: ")[1]) for line in daemon.stop() if "Metrics: " in line]
+def test_schemas():
+    """All kinds of records, a DNS message that can't be decoded; connections of each kind, and none."""
+    events, records = [], Traffic("schema").records(300)
+    empty = wire.record(type=5, query_time_sec=1, query_message=b"?")
+    text = {empty: "Read DNS message failed: Read uint16_t failed: Offset 0 + 2 is out of bounds for data of 1 bytes"}
+    for mode, count in (("off", 50), ("all", 300)):
+        collector, port, model = Collector(), free_port(), Model(mode=mode)
+        with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port}",
+                    f"forwarder ipv4 127.0.0.1 {free_port()}", "metrics-format json", "metrics-interval 1",
+                    f"domain-suffix-mode {mode}") as daemon:
+            there = collector.accept()
+            sender, idle = Sender(daemon.address()), Sender(("127.0.0.1", port))
+            sender.send(*records[:count], empty)
+            deliver(sender, there, lambda records: "".join(model.event(r, text.get(r)) for r in records).encode())
+            events += [json.loads(line) for line in there.data.splitlines()]
+            assert {e["type"].split("-")[-1] for e in events} == {"query", "response", "error"}
+            if mode == "off":
+                continue  # it stops while the other one runs
+            daemon.wait("eventsReceived", count=2)
+            idle.stop()
+            sender.stop()
+            daemon.wait("Receiver[0]: Finished", count=2)
+            while "receivers" in daemon.find("Metrics: ")[-1]:  # the stop need not make a report: one may be under way
+                daemon.next_report()
+            reports = [json.loads(line.split("Metrics: ")[1]) for line in daemon.find("Metrics: ")]
     assert any("receivers" in r for r in reports) and not all("receivers" in r for r in reports)
     for name, lines in (("event.schema.json", events), ("metrics.schema.json", reports)):
         schema = validator(name)
         assert [(line, error.message) for line in lines for error in schema.iter_errors(line)] == []
-        for line in lines:
+        for line in {(line.get("type"), len(line)): line for line in lines}.values():  # one of each kind
             assert not schema.is_valid({**line, "more": 1}) and not schema.is_valid(dict(list(line.items())[1:]))
 
 
@@ -79,20 +84,30 @@ def test_nothing_is_left_out():
     assert texts > 150
 
 
-@pytest.mark.parametrize("form", ["kv", "json"])
-def test_the_exporter(form):
-    """The log of a real run: the sums of all reports, and the levels of the last."""
-    exporter = [TREE / "examples/metrics/wirelark-exporter", "--listen", f"127.0.0.1:{free_port()}"]
+def logged(form):
+    """A daemon that is about to stop after a run of several reports, the records and the number of bytes it sent on."""
     collector = Collector()
     with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", f"metrics-format {form}",
                 "metrics-interval 1") as daemon:
         there, sender = collector.accept(), Sender(daemon.address())
-        for _ in range(2):
+        for reports in (1, 2):  # of two the second began behind the last record
             sender.send(*Traffic("exporter").records(70), b"rubbish")
             deliver(sender, there, lambda records: Model()([r for r in records if r != b"rubbish"]))
-            daemon.wait("eventsReceived", count=len(daemon.find("eventsReceived")) + 2)
+            daemon.wait("eventsReceived", count=len(daemon.find("eventsReceived")) + reports)
         sender.stop()
-        log = daemon.stop()
+    return daemon, collector.port, len(sender.sent), len(there.data)
+
+
+def test_the_exporter():
+    """The log of a real run: the sums of all reports, and the levels of the last."""
+    with concurrent.futures.ThreadPoolExecutor() as pool:
+        runs = list(pool.map(logged, ("kv", "json")))
+    for daemon, target, records, size in runs:
+        exported(daemon.ended(), f'{{forwarder="0",host="127.0.0.1",port="{target}"}}', records, size)
+
+
+def exported(log, target, records, size):
+    exporter = [TREE / "examples/metrics/wirelark-exporter", "--listen", f"127.0.0.1:{free_port()}"]
     with subprocess.Popen(exporter, stdin=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
         assert process.stderr.readline() == f"serving on {exporter[2]}\n"
         process.stdin.write("\n".join([*log, "[ERROR] Forwarder[0]: Connection error: x",
@@ -104,10 +119,8 @@ def test_the_exporter(form):
         text = urllib.request.urlopen(f"http://{exporter[2]}/metrics").read().decode()
         process.stdin.close()
     values = dict(line.rsplit(" ", 1) for line in text.splitlines() if line[0] != "#")
-    target = f'{{forwarder="0",host="127.0.0.1",port="{collector.port}"}}'
-    count = len(sender.sent)
-    expected = {'listener_received_events_total{listener="0"}': count, "queue_processed_events_total": count,
-                f"forwarder_dnstap_errors_total{target}": 2, f"forwarder_sent_bytes_total{target}": len(there.data),
+    expected = {'listener_received_events_total{listener="0"}': records, "queue_processed_events_total": records,
+                f"forwarder_dnstap_errors_total{target}": 2, f"forwarder_sent_bytes_total{target}": size,
                 f"forwarder_connects_total{target}": 1, 'runs_total{result="stopped"}': 1,
                 'runs_total{result="failed"}': 1, 'log_errors_total{worker="Listener"}': 1, "queue_events": 0}
     assert {name: int(values["wirelark_" + name]) for name in expected} == expected
