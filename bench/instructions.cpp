@@ -18,10 +18,9 @@
 
 #include "encoding/dnstap/dnstap.h"
 #include "event/queue/EventQueue.h"
-#include "net/dns/DnsMessageEventFormatter.h"
-#include "net/dns/decodeDnsMessage.h"
-#include "net/dns/decodeDnsMessageFqdn.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
+#include "net/dns/message/contract.h"
 #include "tools/Frames.h"
 #include "tools/fstrm.h"
 #include "worker/forwarder/Forwarder.h"

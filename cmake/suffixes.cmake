@@ -7,7 +7,7 @@ file(READ ${suffix_list} suffix_lines)
 string(REGEX REPLACE "([^\n]+)\n" "    \"\\1\",\n" suffix_lines "${suffix_lines}")
 file(CONFIGURE OUTPUT ${suffix_table} @ONLY CONTENT
 "// Made of data/icann_suffixes.txt by cmake/suffixes.cmake.
-#include \"net/dns/psl.h\"
+#include \"net/dns/domain/psl.h\"
 
 namespace ns::net::dns {
 

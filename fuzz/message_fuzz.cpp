@@ -2,8 +2,8 @@
 // was decoded before, and never more than a bound: the 16 MiB of presentation text, each name twice for its domain,
 // each byte twice for its escape, and the packet in hex.
 #include "fuzz.h"
-#include "net/dns/DnsMessageEventFormatter.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
 
 using namespace ns::net::dns;
 using ns::encoding::Bytes;

@@ -2,9 +2,8 @@
 
 #include "encoding/dnstap/DnstapDecoder.h"
 #include "micro/records.h"
-#include "net/dns/decodeDnsMessage.h"
-#include "net/dns/decodeDnsMessageFqdn.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
+#include "net/dns/message/contract.h"
 
 namespace {
 

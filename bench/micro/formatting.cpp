@@ -3,8 +3,8 @@
 #include "event/format/EventHeaderWriter.h"
 #include "event/format/headers.h"
 #include "micro/records.h"
-#include "net/dns/DnsMessageEventFormatter.h"
-#include "net/dns/eventBodies.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
+#include "net/dns/event/EventBody.h"
 
 namespace {
 
@@ -36,20 +36,21 @@ void header(benchmark::State& state) {
 }
 BENCHMARK(header);
 
-void body(benchmark::State& state, void (*write)(ns::encoding::data::Tail&, const EventView&), bool extended) {
+void body(benchmark::State& state, const EventBody& body, bool extended) {
   EventFormatterConfig config;
   config.querylogExtended = extended;
   ns::encoding::Bytes out;
   eachRecord(state, [&](Record& record) {
     out.clear();
-    ns::encoding::data::Tail tail(out);
-    write(tail, {record.event, record.message, config});
-    tail.finish();
+    LineWriter line(out);
+    findDomains(record.message, record.event.isQuery ? DomainsOf::Question : body.domains(config), config);
+    body.write(line, {record.event, record.message, config});
+    line.finish();
   });
 }
-BENCHMARK_CAPTURE(body, json, writeJsonBody, false);
-BENCHMARK_CAPTURE(body, querylog, writeQuerylogBody, false);
-BENCHMARK_CAPTURE(body, querylogExtended, writeQuerylogBody, true);
+BENCHMARK_CAPTURE(body, json, json_body, false);
+BENCHMARK_CAPTURE(body, querylog, querylog_body, false);
+BENCHMARK_CAPTURE(body, querylogExtended, querylog_body, true);
 
 // Header, message and body in one go, as a forwarder has it done.
 void wholeEvent(benchmark::State& state, uint32_t messageFormat) {

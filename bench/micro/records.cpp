@@ -1,8 +1,8 @@
 #include "micro/records.h"
 
 #include "encoding/dnstap/DnstapDecoder.h"
-#include "net/dns/decodeDnsMessage.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
+#include "net/dns/message/contract.h"
 #include "tools/Frames.h"
 
 namespace bench {

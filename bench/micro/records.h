@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "encoding/dnstap/DnstapView.h"
-#include "net/dns/DnsMessage.h"
-#include "net/dns/DnsMessageEvent.h"
+#include "net/dns/event/DnsMessageEvent.h"
+#include "net/dns/message/DnsMessage.h"
 
 // The records that every benchmark goes round and round over: those of the checked-in sample. With many more the time
 // would be that of fetching them, decoded, from memory, where the daemon has just one at a time.

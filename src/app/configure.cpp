@@ -12,7 +12,7 @@
 #include "app/run.h"
 #include "encoding/data.h"
 #include "error/UnknownError.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
 
 using ns::app::config::ConfigFile;
 using ns::error::UnknownError;

@@ -7,7 +7,7 @@
 
 #include "app/run.h"
 #include "log/log.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
 
 [[noreturn]] static void usage() {
   std::fputs(

@@ -17,7 +17,7 @@
 #include "encoding/data.h"
 #include "error/messages.h"
 #include "log/log.h"
-#include "net/dns/DnsMessageEventFormatter.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
 #include "net/net.h"
 
 using ns::event::queue::EventQueue;

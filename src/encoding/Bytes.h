@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,5 +34,10 @@ class DefaultInitAllocator : public std::allocator<T> {
 /// leaves the new bytes unset. Copy into it with data::grow and memcpy: `insert` of a range goes by the byte, since the
 /// library has a block copy for its own allocator only.
 using Bytes = std::vector<unsigned char, DefaultInitAllocator<unsigned char>>;
+
+/// The bytes of a text, where it stands.
+inline std::span<const unsigned char> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
 
 }  // namespace ns::encoding

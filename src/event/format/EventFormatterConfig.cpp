@@ -5,7 +5,7 @@
 namespace ns::event::format {
 
 EventFormatterConfig::EventFormatterConfig()
-    : messageFormat(0),
+    : messageFormat(FormatJson),
       pid(0),
       syslogPriority(30),  // facility 3, daemon, and severity 6, informational (RFC 5424, 6.2.1)
       syslogRfc3164(false),

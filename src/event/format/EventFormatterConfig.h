@@ -6,12 +6,15 @@
 
 namespace ns::event::format {
 
+/// What EventFormatterConfig::messageFormat says.
+enum MessageFormat : uint32_t { FormatJson = 0, FormatQuerylog = 1, FormatDnstap = 2 };
+
 /// All settings of the text formats: plain values, filled before any worker thread starts and only read after that.
 struct EventFormatterConfig {
   /// Sets the defaults.
   EventFormatterConfig();
 
-  uint32_t messageFormat;    // 0 JSON, 1 query log, 2 dnstap
+  uint32_t messageFormat;    // a MessageFormat; of any other there is no text
   uint32_t pid;              // in syslog headers
   uint32_t syslogPriority;   // facility * 8 + severity as one number, not checked
   bool syslogRfc3164;        // else RFC 5424

@@ -5,7 +5,8 @@
 #include "encoding/Bytes.h"
 #include "event/format/EventFormatterConfig.h"
 
-// The header of one event, rendered from nothing; for event after event there is EventHeaderWriter.
+// Part of this library's contract, although the daemon doesn't call them: the header of one event, rendered from
+// nothing. For event after event there is EventHeaderWriter.
 namespace ns::event::format {
 
 /// Appends the opening of a JSON event with the keys `timestamp`, `host` and `schema`. The object stays open.

@@ -8,7 +8,7 @@
 #include "event/queue/EventQueue.h"
 #include "metrics/ForwarderMetrics.h"
 #include "net/Socket.h"
-#include "net/dns/DnsMessageEventFormatter.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
 #include "net/fstrm/FstrmSocket.h"
 #include "net/tls/TlsSocket.h"
 #include "worker/WorkerThread.h"

@@ -5,8 +5,8 @@
 
 #include "encoding/Bytes.h"
 #include "encoding/dnstap/DnstapView.h"
-#include "net/dns/DnsMessageEvent.h"
-#include "net/dns/DnsMessageEventFormatter.h"
+#include "net/dns/event/DnsMessageEvent.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
 
 namespace ns::worker::forwarder {
 

@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "net/dns/DnsMessageEventFormatter.h"
-#include "net/dns/suffixes.h"
+#include "net/dns/domain/suffixes.h"
+#include "net/dns/event/DnsMessageEventFormatter.h"
 #include "worker/forwarder/Forwarder.h"
 #include "worker/receiver/Receiver.h"
 

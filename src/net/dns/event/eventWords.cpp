@@ -1,0 +1,42 @@
+#include "net/dns/event/eventWords.h"
+
+namespace ns::net::dns {
+
+static constexpr auto SocketProtocols = makeMnemonics<8>(
+    {{1, "UDP"}, {2, "TCP"}, {3, "DOT"}, {4, "DOH"}, {5, "DNSCryptUDP"}, {6, "DNSCryptTCP"}, {7, "DOQ"}});
+
+const MnemonicTable socket_protocols{"PROTO", SocketProtocols.data(), SocketProtocols.size()};
+
+const std::array<std::string_view, no_json_event_types> json_event_types{
+    "",
+    "\"auth-query\"",
+    "\"auth-response\"",
+    "\"resolver-query\"",
+    "\"resolver-response\"",
+    "\"client-query\"",
+    "\"client-response\"",
+    "\"forwarder-query\"",
+    "\"forwarder-response\"",
+    "\"stub-query\"",
+    "\"stub-response\"",
+    "\"tool-query\"",
+    "\"tool-response\"",
+};
+
+const std::array<std::string_view, no_querylog_event_types> querylog_event_types{
+    "",
+    "queries: client ",
+    "queries: client ",
+    "queries: resolver ",
+    "queries: resolver ",
+    "queries: client ",
+    "queries: client ",
+    "queries: forwarder ",
+    "queries: forwarder ",
+    "queries: stub ",
+    "queries: stub ",
+    "queries: tool ",
+    "queries: tool ",
+};
+
+}  // namespace ns::net::dns

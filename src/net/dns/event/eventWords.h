@@ -1,0 +1,21 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "net/dns/message/MnemonicTable.h"
+
+// The words for the numbers of dnstap.
+namespace ns::net::dns {
+
+extern const MnemonicTable socket_protocols;
+
+/// By dnstap message type: a whole JSON value, and the opening of a query log line, in which those that ask an
+/// authoritative server are clients, too.
+constexpr uint64_t no_json_event_types = 13;
+constexpr uint64_t no_querylog_event_types = 13;
+extern const std::array<std::string_view, no_json_event_types> json_event_types;
+extern const std::array<std::string_view, no_querylog_event_types> querylog_event_types;
+
+}  // namespace ns::net::dns

@@ -1,0 +1,21 @@
+#include "net/dns/message/escape.h"
+
+namespace ns::net::dns {
+
+unsigned char* writeEscapedBytewise(unsigned char* out, const unsigned char* text, uint32_t length) {
+  for (const unsigned char* const end = text + length; text != end; ++text) {
+    const unsigned char byte = *text;
+    if (byte >= ' ' && byte <= '~') {
+      if (byte == '"' || byte == '\\') *out++ = '\\';
+      *out++ = byte;
+    } else {
+      *out++ = '\\';
+      *out++ = static_cast<unsigned char>('0' + byte / 100);
+      *out++ = static_cast<unsigned char>('0' + byte / 10 % 10);
+      *out++ = static_cast<unsigned char>('0' + byte % 10);
+    }
+  }
+  return out;
+}
+
+}  // namespace ns::net::dns
