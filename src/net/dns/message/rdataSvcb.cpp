@@ -80,7 +80,7 @@ static void writeUnknown(RdataWriter& writer, uint16_t key, uint16_t length) {
 
 /// The path, and then once more as a parameter without a form, whose value is looked for as far behind the start of the
 /// message as the path was long. The walk goes on behind that, so it comes by all records up to this one: mostly into
-/// one that is no parameter, and the message fails. Consumers have always been given this text.
+/// one that is no parameter, and the message fails. Fixed output: programs match it.
 static void writeDohpath(RdataWriter& writer, uint16_t length, encoding::CircleGuard& circle) {
   const uint32_t used = writer.writeStringsAt(writer.getPosition(), length, {.quoted = false, .single = true});
   writer.writeChar('"');
