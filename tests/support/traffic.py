@@ -100,8 +100,8 @@ def answer(name, *rdata):
 
 
 def forging():
-    """Lines that go on like a message of another program, whichever byte of that message a limit of 64 KiB falls on, and
-    one of 13 MB, the longest of one packet."""
+    """Lines that go on like a message of another program, whichever byte of that message a limit of 64 KiB falls on,
+    and one of 13 MB, the longest of one packet."""
     forged = b"<34>1 2026-01-01T00:00:00Z dc01 sshd 77 - - Accepted password for root "
     for n in range(len(forged) + 5):  # with what stands between two strings in JSON
         texts = b"".join(bytes([len(text)]) + text for text in [n * b"-", *[forged] * 900])
