@@ -92,7 +92,7 @@ static void checkNumber(size_t line, const std::string& name, const std::string&
 }
 
 // A "=" with blanks behind it goes on to the next word, which is mostly meant as the next option.
-static void checkSwallowed(size_t line, const worker::ValueReader::Option& option, Findings& findings) {
+static void checkSwallowed(size_t line, const worker::options::Option& option, Findings& findings) {
   const size_t equals = option.value.find('=');
   if (equals == std::string::npos || !isOption(option.value.substr(0, equals))) return;
   findings.error(line, option.name + " takes the option '" + option.value + "' as its value");

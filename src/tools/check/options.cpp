@@ -8,9 +8,9 @@
 
 namespace ns::tools::check {
 
-std::vector<worker::ValueReader::Option> readOptions(const SourceEntry& entry) {
-  std::vector<worker::ValueReader::Option> options;
-  worker::ValueReader reader(entry.value.c_str());
+std::vector<worker::options::Option> readOptions(const SourceEntry& entry) {
+  std::vector<worker::options::Option> options;
+  worker::options::ValueReader reader(entry.value.c_str());
   const bool isPath = reader.readWord() == "unix";
   reader.readWord();
   if (!isPath) reader.readWord();

@@ -4,12 +4,12 @@
 #include <vector>
 
 #include "tools/check/SourceFile.h"
-#include "worker/ValueReader.h"
+#include "worker/options/ValueReader.h"
 
 namespace ns::tools::check {
 
 /// The options of a `listener` or `forwarder` that parses, in their order. Values point to nothing else.
-std::vector<worker::ValueReader::Option> readOptions(const SourceEntry& entry);
+std::vector<worker::options::Option> readOptions(const SourceEntry& entry);
 
 /// Whether listeners or forwarders take options of this name.
 bool isOption(const std::string& name);

@@ -1,10 +1,18 @@
 #include <limits>
 #include <string>
 
-#include "worker/ValueReader.h"
 #include "worker/forwarder/ForwarderConfig.h"
+#include "worker/options/connectionOptions.h"
+#include "worker/options/values.h"
 
 namespace ns::worker::forwarder {
+
+using options::failOption;
+using options::Option;
+using options::parseNumber;
+using options::parseSwitch;
+using options::ValueError;
+using options::ValueReader;
 
 static void parseEndpoint(ValueReader& reader, ForwarderConfig& config) {
   const std::string protocol = reader.readWord();
@@ -13,26 +21,26 @@ static void parseEndpoint(ValueReader& reader, ForwarderConfig& config) {
   config.socket.useIpv6 = protocol == "ipv6";
   config.socket.host = reader.readWord();
   if (config.socket.host.empty()) throw ValueError("Invalid host");
-  config.socket.port = parsePort(reader.readWord());
+  config.socket.port = options::parsePort(reader.readWord());
   config.tls.serverName = config.socket.host;
 }
 
-static void applyRecovery(const ValueReader::Option& option, ForwarderConfig& config) {
+static void applyRecovery(const Option& option, ForwarderConfig& config) {
   const std::string& value = option.value;
   if (value != "drop" && value != "best-effort" && value != "durable") failOption(option);
   config.recoverCurrent = value != "drop";
   config.recoverPrevious = value == "durable";
 }
 
-static void applyMode(const ValueReader::Option& option, ForwarderConfig& config) {
+static void applyMode(const Option& option, ForwarderConfig& config) {
   if (option.value != "bidirectional" && option.value != "unidirectional") failOption(option);
   config.fstrm.bidirectional = option.value == "bidirectional";
 }
 
-static void applyOption(const ValueReader::Option& option, ForwarderConfig& config) {
+static void applyOption(const Option& option, ForwarderConfig& config) {
   constexpr int64_t MaxTimeout = 120;  // seconds
   const std::string& name = option.name;
-  if (applyCommonOption(option, {config.socket, config.tls, config.fstrm})) return;
+  if (options::applyCommonOption(option, {config.socket, config.tls, config.fstrm})) return;
 
   if (name == "connect-timeout") {
     config.socket.connectTimeout = parseNumber(option, 1, MaxTimeout);

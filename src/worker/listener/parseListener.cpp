@@ -1,10 +1,17 @@
 #include <limits>
 #include <string>
 
-#include "worker/ValueReader.h"
 #include "worker/listener/ListenerConfig.h"
+#include "worker/options/connectionOptions.h"
+#include "worker/options/values.h"
 
 namespace ns::worker::listener {
+
+using options::failOption;
+using options::Option;
+using options::parseNumber;
+using options::ValueError;
+using options::ValueReader;
 
 static constexpr size_t MaxPathLength = 107;  // sun_path of unix(7) less its terminator
 
@@ -23,7 +30,7 @@ static void parseHostAndPort(ValueReader& reader, ListenerConfig& config) {
   if (config.socket.host.empty()) throw ValueError("Invalid host");
   config.tls.validate = false;
   config.tls.serverName = config.socket.host;
-  config.socket.port = parsePort(reader.readWord());
+  config.socket.port = options::parsePort(reader.readWord());
 }
 
 static void parseEndpoint(ValueReader& reader, ListenerConfig& config) {
@@ -38,17 +45,17 @@ static void parseEndpoint(ValueReader& reader, ListenerConfig& config) {
   }
 }
 
-static uint32_t parseMode(const ValueReader::Option& option) {
+static uint32_t parseMode(const Option& option) {
   constexpr unsigned long MaxMode = 0777;
   const unsigned long mode = std::stoul(option.value, nullptr, 8);
   if (mode < 1 || mode > MaxMode) failOption(option);
   return static_cast<uint32_t>(mode);
 }
 
-static void applyOption(const ValueReader::Option& option, ListenerConfig& config) {
+static void applyOption(const Option& option, ListenerConfig& config) {
   constexpr int64_t MaxCount = std::numeric_limits<uint32_t>::max();
   const std::string& name = option.name;
-  if (applyCommonOption(option, {config.socket, config.tls, config.fstrm})) return;
+  if (options::applyCommonOption(option, {config.socket, config.tls, config.fstrm})) return;
 
   if (name == "keepalive") {
     config.socket.keepalive = parseNumber(option, 0, MaxCount);
