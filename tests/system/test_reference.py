@@ -66,7 +66,7 @@ def test_nothing_is_left_out():
     configuration = read("docs/reference/configuration.md")
     keys = [name for name in KEYS if name not in ("listener", "forwarder")]  # which have sections of their own
     options = [o for name in ("options/connectionOptions", "listener/parseListener", "forwarder/parseForwarder")
-               for o in re.findall(r'name == "([a-z-]+)"', read(f"src/worker/{name}.cpp"))]
+               for o in re.findall(r'\{"([a-z-]+)", ', read(f"src/worker/{name}.cpp"))]
     assert len(keys) == 13 and len(set(options)) > 25
     assert [name for name in keys if f"\n| `{name}`" not in configuration
             or f' {name} ' not in manual.replace('"', " ")] == []

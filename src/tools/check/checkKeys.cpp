@@ -1,7 +1,6 @@
 #include "tools/check/checkKeys.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <map>
 #include <numeric>
@@ -15,10 +14,6 @@ namespace ns::tools::check {
 
 using app::config::Key;
 using app::config::Keys;
-
-static constexpr auto NumberOptions = std::to_array<std::string_view>(
-    {"connect-timeout", "read-timeout", "write-timeout", "send-buffer-size", "recv-buffer-size", "batch-size",
-     "keepalive", "listen-backlog", "fstrm-control-frame-max-size", "fstrm-data-frame-max-size", "max-connections"});
 
 // The characters to insert, remove or replace to get from one text to the other (Levenshtein's distance).
 static size_t countChanges(const std::string& from, const std::string& to) {
@@ -94,15 +89,14 @@ static void checkNumber(size_t line, const std::string& name, const std::string&
 // A "=" with blanks behind it goes on to the next word, which is mostly meant as the next option.
 static void checkSwallowed(size_t line, const worker::options::Option& option, Findings& findings) {
   const size_t equals = option.value.find('=');
-  if (equals == std::string::npos || !isOption(option.value.substr(0, equals))) return;
+  if (equals == std::string::npos || findOption(option.value.substr(0, equals)) == nullptr) return;
   findings.error(line, option.name + " takes the option '" + option.value + "' as its value");
 }
 
 static void checkOptions(const SourceEntry& entry, Findings& findings) {
   for (const auto& option : readOptions(entry)) {
     checkSwallowed(entry.line, option, findings);
-    const bool isNumber = std::find(NumberOptions.begin(), NumberOptions.end(), option.name) != NumberOptions.end();
-    if (isNumber) checkNumber(entry.line, option.name, option.value, 32, findings);
+    if (findOption(option.name)->isNumber) checkNumber(entry.line, option.name, option.value, 32, findings);
     const bool octal = option.value.find_first_not_of("01234567") == std::string::npos;
     if (option.name == "mode" && !octal) {
       findings.warn(entry.line, "mode '" + option.value + "' is read up to its first character that is no octal digit");
