@@ -8,7 +8,7 @@ namespace ns::tools::check {
 using app::config::ConfigFile;
 
 /// Every text of the configure functions names the key and ends in the value as it stands in the file.
-static bool isAbout(const std::string& text, const SourceEntry& entry) {
+static bool isAbout(const std::string& text, const Entry& entry) {
   const std::string value = ": " + entry.value;
   return text.find(" " + entry.key + " specified in config file") != std::string::npos && text.size() >= value.size() &&
          text.compare(text.size() - value.size(), value.size(), value) == 0;
@@ -16,11 +16,11 @@ static bool isAbout(const std::string& text, const SourceEntry& entry) {
 
 /// Fills `config` from the entries and drops those that are refused.
 template <class Config>
-static void configureOne(void (*function)(ConfigFile&, Config&), std::vector<SourceEntry>& entries, Config& config,
+static void configureOne(void (*function)(ConfigFile&, Config&), std::vector<Entry>& entries, Config& config,
                          Findings& findings) {
   for (;;) {
     ConfigFile file;
-    for (const SourceEntry& entry : entries) file.add(entry.key, entry.value);
+    for (const Entry& entry : entries) file.add(entry.key, entry.value);
     try {
       config = Config();
       return function(file, config);
@@ -35,16 +35,16 @@ static void configureOne(void (*function)(ConfigFile&, Config&), std::vector<Sou
   }
 }
 
-static std::vector<SourceEntry> select(const std::vector<SourceEntry>& entries, const std::string& key) {
-  std::vector<SourceEntry> selected;
+static std::vector<Entry> select(const std::vector<Entry>& entries, const std::string& key) {
+  std::vector<Entry> selected;
   std::copy_if(entries.begin(), entries.end(), std::back_inserter(selected),
-               [&](const SourceEntry& entry) { return entry.key == key; });
+               [&](const Entry& entry) { return entry.key == key; });
   return selected;
 }
 
-Settings configure(const std::vector<SourceEntry>& entries, Findings& findings) {
+Settings configure(const std::vector<Entry>& entries, Findings& findings) {
   Settings settings;
-  std::vector<SourceEntry> left = entries;
+  std::vector<Entry> left = entries;
   configureOne(configureMessageFormatter, left, settings.format, findings);
   configureOne(configureMessageQueue, left, settings.queue, findings);
   configureOne(configureForwarders, left, settings.forwarders, findings);
@@ -55,9 +55,8 @@ Settings configure(const std::vector<SourceEntry>& entries, Findings& findings) 
   return settings;
 }
 
-size_t lineOf(const std::vector<SourceEntry>& entries, const std::string& key) {
-  const auto found =
-      std::find_if(entries.begin(), entries.end(), [&](const SourceEntry& entry) { return entry.key == key; });
+size_t lineOf(const std::vector<Entry>& entries, const std::string& key) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.key == key; });
   return found == entries.end() ? 0 : found->line;
 }
 

@@ -16,15 +16,15 @@ struct Settings {
   worker::forwarder::ForwardersConfig forwarders;
   worker::listener::ListenersConfig listeners;
   worker::logger::BackgroundLoggerConfig logger;
-  std::vector<SourceEntry> forwarderEntries;
-  std::vector<SourceEntry> listenerEntries;
+  std::vector<Entry> forwarderEntries;
+  std::vector<Entry> listenerEntries;
 };
 
 /// Runs the configure functions over the entries. Each value that they refuse is told of in their words, and left out
 /// from there on, so that one run finds all of them.
-Settings configure(const std::vector<SourceEntry>& entries, Findings& findings);
+Settings configure(const std::vector<Entry>& entries, Findings& findings);
 
 /// The line of the first entry with this key, 0 if there is none.
-size_t lineOf(const std::vector<SourceEntry>& entries, const std::string& key);
+size_t lineOf(const std::vector<Entry>& entries, const std::string& key);
 
 }  // namespace ns::tools::check

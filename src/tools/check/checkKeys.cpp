@@ -50,10 +50,10 @@ static std::string describeUnknown(const std::string& key) {
   return nearest.empty() ? text : text + "; the nearest known one is '" + nearest + "'";
 }
 
-void dropIgnored(std::vector<SourceEntry>& entries, Findings& findings) {
+void dropIgnored(std::vector<Entry>& entries, Findings& findings) {
   std::map<std::string, size_t> first;
-  std::vector<SourceEntry> kept;
-  for (SourceEntry& entry : entries) {
+  std::vector<Entry> kept;
+  for (Entry& entry : entries) {
     const Key* const key = app::config::findKey(entry.key);
     if (key == nullptr) {
       findings.warn(entry.line, describeUnknown(entry.key));
@@ -93,7 +93,7 @@ static void checkSwallowed(size_t line, const worker::options::Option& option, F
   findings.error(line, option.name + " takes the option '" + option.value + "' as its value");
 }
 
-static void checkOptions(const SourceEntry& entry, Findings& findings) {
+static void checkOptions(const Entry& entry, Findings& findings) {
   for (const auto& option : readOptions(entry)) {
     checkSwallowed(entry.line, option, findings);
     if (findOption(option.name)->isNumber) checkNumber(entry.line, option.name, option.value, 32, findings);
@@ -104,8 +104,8 @@ static void checkOptions(const SourceEntry& entry, Findings& findings) {
   }
 }
 
-void checkValues(const std::vector<SourceEntry>& entries, Findings& findings) {
-  for (const SourceEntry& entry : entries) {
+void checkValues(const std::vector<Entry>& entries, Findings& findings) {
+  for (const Entry& entry : entries) {
     const uint32_t bits = app::config::findKey(entry.key)->numberBits;
     if (bits != 0) checkNumber(entry.line, entry.key, entry.value, bits, findings);
     if (entry.key == "listener" || entry.key == "forwarder") checkOptions(entry, findings);

@@ -113,7 +113,7 @@ void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Finding
   }
 }
 
-void checkTlsOptions(const SourceEntry& entry, bool enabled, Findings& findings) {
+void checkTlsOptions(const Entry& entry, bool enabled, Findings& findings) {
   if (enabled) return;
   for (const auto& option : readOptions(entry)) {
     if (option.name.rfind("tls-", 0) != 0) continue;

@@ -7,7 +7,7 @@
 
 namespace ns::tools::check {
 
-std::vector<worker::options::Option> readOptions(const SourceEntry& entry) {
+std::vector<worker::options::Option> readOptions(const Entry& entry) {
   std::vector<worker::options::Option> options;
   worker::options::ValueReader reader(entry.value.c_str());
   const bool isPath = reader.readWord() == "unix";

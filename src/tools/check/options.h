@@ -9,7 +9,7 @@
 namespace ns::tools::check {
 
 /// The options of a `listener` or `forwarder` that parses, in their order.
-std::vector<worker::options::Option> readOptions(const SourceEntry& entry);
+std::vector<worker::options::Option> readOptions(const Entry& entry);
 
 /// What listeners or forwarders take by this name, which may stand in capitals; null if it is no option of theirs.
 const worker::options::OptionRule* findOption(const std::string& name);
