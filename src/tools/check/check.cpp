@@ -27,7 +27,7 @@ static void checkPath(const std::string& filename, Findings& findings) {
   findings.warn(0, "the daemon looks for a relative path below the folder that it names; give it the absolute one");
 }
 
-static void checkFormat(const std::vector<Entry>& entries, const Settings& settings, Findings& findings) {
+static void checkFormat(const std::vector<Entry>& entries, const CheckedSettings& settings, Findings& findings) {
   constexpr uint32_t Dnstap = 2;
   constexpr uint32_t MaxPriority = 191;  // local7.debug, RFC 5424, 6.2.1
   if (settings.format.syslogPriority > MaxPriority) {
@@ -56,7 +56,7 @@ static void checkSuffixes(const std::vector<Entry>& entries, Findings& findings)
 
 static void checkEntries(std::vector<Entry> entries, Findings& findings) {
   dropIgnored(entries, findings);
-  const Settings settings = configure(entries, findings);
+  const CheckedSettings settings = checkSettings(entries, findings);
   // Values are looked at where the line as a whole was taken.
   std::vector<Entry> taken = settings.listenerEntries;
   taken.insert(taken.end(), settings.forwarderEntries.begin(), settings.forwarderEntries.end());

@@ -89,7 +89,7 @@ std::string endpointOf(const ListenerConfig& config) {
 
 }  // namespace
 
-void checkListeners(const Settings& settings, Findings& findings) {
+void checkListeners(const CheckedSettings& settings, Findings& findings) {
   std::map<std::string, size_t> lines;
   for (size_t i = 0; i < settings.listeners.listeners.size(); ++i) {
     const ListenerConfig& config = settings.listeners.listeners[i];

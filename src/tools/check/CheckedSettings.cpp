@@ -1,4 +1,4 @@
-#include "tools/check/Settings.h"
+#include "tools/check/CheckedSettings.h"
 
 #include <algorithm>
 #include <exception>
@@ -16,14 +16,14 @@ static bool isAbout(const std::string& text, const Entry& entry) {
 
 /// Fills `config` from the entries and drops those that are refused.
 template <class Config>
-static void configureOne(void (*function)(ConfigFile&, Config&), std::vector<Entry>& entries, Config& config,
-                         Findings& findings) {
+static void fill(void (*configure)(ConfigFile&, Config&), std::vector<Entry>& entries, Config& config,
+                 Findings& findings) {
   for (;;) {
     ConfigFile file;
     for (const Entry& entry : entries) file.add(entry.key, entry.value);
     try {
       config = Config();
-      return function(file, config);
+      return configure(file, config);
     } catch (const std::exception& e) {
       const std::string text = e.what();
       const auto guilty =
@@ -42,14 +42,10 @@ static std::vector<Entry> select(const std::vector<Entry>& entries, const std::s
   return selected;
 }
 
-Settings configure(const std::vector<Entry>& entries, Findings& findings) {
-  Settings settings;
+CheckedSettings checkSettings(const std::vector<Entry>& entries, Findings& findings) {
+  CheckedSettings settings;
   std::vector<Entry> left = entries;
-  configureOne(configureMessageFormatter, left, settings.format, findings);
-  configureOne(configureMessageQueue, left, settings.queue, findings);
-  configureOne(configureForwarders, left, settings.forwarders, findings);
-  configureOne(configureListeners, left, settings.listeners, findings);
-  configureOne(configureBackgroundLogger, left, settings.logger, findings);
+  settings.fillEach([&](auto configure, auto& record) { fill(configure, left, record, findings); });
   settings.forwarderEntries = select(left, "forwarder");
   settings.listenerEntries = select(left, "listener");
   return settings;
