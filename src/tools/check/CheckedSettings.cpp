@@ -7,14 +7,14 @@ namespace ns::tools::check {
 
 using app::config::ConfigFile;
 
-/// Every text of the configure functions names the key and ends in the value as it stands in the file.
+// Every text of the configure functions names the key and ends in the value as it stands in the file.
 static bool isAbout(const std::string& text, const Entry& entry) {
   const std::string value = ": " + entry.value;
   return text.find(" " + entry.key + " specified in config file") != std::string::npos && text.size() >= value.size() &&
          text.compare(text.size() - value.size(), value.size(), value) == 0;
 }
 
-/// Fills `config` from the entries and drops those that are refused.
+// Fills `config` from the entries and drops those that are refused.
 template <class Config>
 static void fill(void (*configure)(ConfigFile&, Config&), std::vector<Entry>& entries, Config& config,
                  Findings& findings) {

@@ -12,13 +12,17 @@
 
 namespace ns::tools::check {
 
-/// Whether the configuration is a file. The daemon opens whatever stands there: it runs with nothing to do if that is a
-/// folder, and waits if it is a FIFO.
+// Whether the configuration is a file. The daemon opens whatever stands there: it runs with nothing to do if that is a
+// folder, and waits if it is a FIFO.
 static bool isFile(const std::string& filename, Findings& findings) {
   const std::string kind = kindOf(filename);
   if (kind.empty()) return true;
   const std::string text = "this is " + kind + ", not a file: nothing was checked";
-  kind == "a folder" || kind == "a device" ? findings.error(0, text) : findings.fatal(0, text);
+  if (kind == "a folder" || kind == "a device") {
+    findings.error(0, text);
+  } else {
+    findings.fatal(0, text);
+  }
   return false;
 }
 
@@ -44,7 +48,7 @@ static void checkFormat(const std::vector<Entry>& entries, const CheckedSettings
   }
 }
 
-/// Suffixes are compared whole with the ends of names that begin at a label.
+// Suffixes are compared whole with the ends of names that begin at a label.
 static void checkSuffixes(const std::vector<Entry>& entries, Findings& findings) {
   for (const Entry& entry : entries) {
     if (entry.key != "domain-suffix" || entry.value.empty()) continue;

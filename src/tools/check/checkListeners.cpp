@@ -94,7 +94,11 @@ void checkListeners(const CheckedSettings& settings, Findings& findings) {
   for (size_t i = 0; i < settings.listeners.listeners.size(); ++i) {
     const ListenerConfig& config = settings.listeners.listeners[i];
     const Entry& entry = settings.listenerEntries[i];
-    config.socket.useUnix ? checkUnix(entry, config, findings) : checkTcp(entry, config, findings);
+    if (config.socket.useUnix) {
+      checkUnix(entry, config, findings);
+    } else {
+      checkTcp(entry, config, findings);
+    }
     checkIdleCut(entry.line, config, findings);
     checkTlsOptions(entry, config.tls.enabled, findings);
     const auto [first, fresh] = lines.emplace(endpointOf(config), entry.line);

@@ -15,11 +15,11 @@ using encoding::Bytes;
 namespace data = encoding::data;
 namespace fstrm = net::fstrm;
 
-/// The most of a control frame, as receivers take them; real ones have 34 bytes.
+// The most of a control frame, as receivers take them; real ones have 34 bytes.
 static constexpr uint32_t MaxControl = 65536;
-/// The most that is made room for ahead of the bytes, as a damaged length may say 4 GiB.
+// The most that is made room for ahead of the bytes, as a damaged length may say 4 GiB.
 static constexpr size_t MaxPiece = 1 << 20;
-/// The type of the control field that holds a content type.
+// The type of the control field that holds a content type.
 static constexpr uint32_t ContentTypeField = 1;
 
 void CloseStream::operator()(std::FILE* file) const noexcept {
@@ -32,7 +32,7 @@ static bool isStandard(const std::string& filename) { return filename == "-"; }
   throw FstrmFileError("Read " + filename + " failed: Byte " + std::to_string(offset) + ": " + reason);
 }
 
-/// Whether the fields of a START hold our content type. A field cut off ends the walk.
+// Whether the fields of a START hold our content type. A field cut off ends the walk.
 static bool namesDnstap(const Bytes& body) {
   const std::string_view wanted = fstrm::dnstap_content_type;
   const uint32_t size = static_cast<uint32_t>(body.size());
@@ -71,7 +71,7 @@ void FstrmFileReader::readBlock(Bytes& out, uint32_t length) {
   }
 }
 
-/// Returns false at the end of the file in front of a length.
+// Returns false at the end of the file in front of a length.
 bool FstrmFileReader::readLength(uint32_t& length) {
   unsigned char word[4];
   const size_t got = std::fread(word, 1, sizeof word, file.get());
@@ -83,7 +83,7 @@ bool FstrmFileReader::readLength(uint32_t& length) {
   return true;
 }
 
-/// Reads what stands behind the escape of a control frame. Returns its type.
+// Reads what stands behind the escape of a control frame. Returns its type.
 uint32_t FstrmFileReader::readControl(Bytes& body) {
   uint32_t length = 0;
   if (!readLength(length)) fail("The file ends within a control frame");
