@@ -7,7 +7,7 @@
 
 #include "encoding/data.h"
 #include "error/messages.h"
-#include "net/fstrm/FstrmSocket.h"
+#include "net/fstrm/protocol.h"
 
 namespace ns::tools::queue {
 
@@ -19,8 +19,6 @@ namespace fstrm = net::fstrm;
 static constexpr uint32_t MaxControl = 65536;
 // The most that is made room for ahead of the bytes, as a damaged length may say 4 GiB.
 static constexpr size_t MaxPiece = 1 << 20;
-// The type of the control field that holds a content type.
-static constexpr uint32_t ContentTypeField = 1;
 
 void CloseStream::operator()(std::FILE* file) const noexcept {
   if (file != stdin && file != stdout) std::fclose(file);
@@ -41,7 +39,7 @@ static bool namesDnstap(const Bytes& body) {
     at += 8;
     if (length > size - at) return false;
     const std::string_view value(reinterpret_cast<const char*>(body.data()) + at, length);
-    if (type == ContentTypeField && value == wanted) return true;
+    if (type == fstrm::ContentTypeField && value == wanted) return true;
     at += length;
   }
   return false;
@@ -115,7 +113,7 @@ FstrmFileWriter::FstrmFileWriter(const std::string& name)
   if (!file) throw FstrmFileError("Open " + filename + " failed: " + error::getMessage(errno));
   const std::string_view type = fstrm::dnstap_content_type;
   const uint32_t length = static_cast<uint32_t>(type.size());
-  writeWords({0, 12 + length, fstrm::Start, ContentTypeField, length});
+  writeWords({0, 12 + length, fstrm::Start, fstrm::ContentTypeField, length});
   writeBytes(type.data(), type.size());
 }
 
