@@ -13,13 +13,14 @@
 #include <thread>
 #include <vector>
 
-#include "app/configure.h"
+#include "app/Settings.h"
 #include "encoding/data.h"
 #include "error/messages.h"
 #include "log/log.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
 #include "net/net.h"
 
+using ns::app::Settings;
 using ns::event::queue::EventQueue;
 using ns::net::dns::DnsMessageEventFormatter;
 using ns::worker::forwarder::Forwarder;
@@ -61,24 +62,6 @@ void getHostname(ns::encoding::Bytes& out) {
 }
 
 namespace {
-
-// All settings of the file. The functions run in the order of the members, so that of several bad values the same one
-// is always reported.
-struct Settings {
-  ns::event::format::EventFormatterConfig format;
-  ns::event::queue::EventQueueConfig queue;
-  ns::worker::forwarder::ForwardersConfig forwarders;
-  ns::worker::listener::ListenersConfig listeners;
-  ns::worker::logger::BackgroundLoggerConfig logger;
-
-  explicit Settings(ns::app::config::ConfigFile& file) {
-    configureMessageFormatter(file, format);
-    configureMessageQueue(file, queue);
-    configureForwarders(file, forwarders);
-    configureListeners(file, listeners);
-    configureBackgroundLogger(file, logger);
-  }
-};
 
 // Listeners are never destroyed: receivers that were stopped keep their connections open until the process ends. Kept
 // reachable here, so that leak checkers tell them from a leak.
@@ -127,7 +110,7 @@ class Daemon {
     return true;
   }
 
-  /// Who has not ended, by the names that the log has for them.
+  // Who has not ended, by the names that the log has for them.
   std::vector<std::string> getBusyWorkers() {
     std::vector<std::string> busy;
     const auto add = [&](auto* worker, const char* kind) {
@@ -225,7 +208,7 @@ void runDaemon() {
   ns::log::info(std::string("Reading config from ") + config_filename);
   ns::app::config::ConfigFile file;
   file.read(config_filename);
-  const Settings settings(file);
+  const Settings settings = ns::app::makeSettings(file);
 
   Daemon daemon(settings);
   if (!force_stdout) daemon.recover();

@@ -16,6 +16,9 @@ import pytest
 BINARY = os.environ["WIRELARK"]
 GROUP = grp.getgrgid(os.getgid()).gr_name
 UNIX = f"listener unix dnstap.sock group={GROUP}"
+# The table of all keys of the configuration, in the order of reading.
+with open(os.path.join(os.path.dirname(__file__), "../../src/app/config/keys.h"), encoding="ascii") as table:
+    KEYS = re.findall(r'\.name = "([a-z-]+)"', table.read())
 # Sanitized builds: a failed allocation is one of the cases.
 for sanitizer in ("ASAN", "TSAN"):
     os.environ[sanitizer + "_OPTIONS"] = os.environ.get(sanitizer + "_OPTIONS", "") + " allocator_may_return_null=1"

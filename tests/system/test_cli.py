@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from support.daemon import BINARY, Daemon, ends_cleanly  # noqa: F401
+from support.daemon import BINARY, KEYS, Daemon, ends_cleanly  # noqa: F401
 
 USAGE = """usage: wirelark run <wirelark.conf>
        wirelark run-stdout <wirelark.conf>
@@ -174,6 +174,7 @@ def test_mistakes_are_found_in_the_order_of_reading(tmp_path):
     keys = ("message-fqdn-format domain-suffix-mode domain-suffix message-querylog-format message-format "
             "message-syslog-format message-syslog-priority message-queue-size message-queue-recovery forwarder "
             "listener metrics-interval metrics-format").split()
+    assert keys == [k for k in KEYS if k not in ("message-hostname", "message-queue-filename")]  # which take any text
     for n, key in enumerate(keys):
         text = failure(tmp_path, "".join(f"{k} .\n" for k in reversed(keys[n:])))
         assert text.split(" specified")[0].split()[1] == key

@@ -13,11 +13,6 @@ namespace ns::net::fstrm {
 
 namespace data = encoding::data;
 
-const char* const dnstap_content_type = "protobuf:dnstap.Dnstap";
-
-static constexpr uint32_t ContentTypeField = 1;
-static constexpr uint32_t ContentTypeLength = 22;
-
 // A peer that announces a gigabyte has to send it before it gets the memory.
 static constexpr uint32_t GrowthStep = 65536;
 

@@ -9,15 +9,10 @@
 #include "net/fstrm/FstrmError.h"
 #include "net/fstrm/FstrmSocketConfig.h"
 #include "net/fstrm/ReadAhead.h"
+#include "net/fstrm/protocol.h"
 #include "net/tls/TlsSocket.h"
 
 namespace ns::net::fstrm {
-
-/// The one content type that is spoken here.
-extern const char* const dnstap_content_type;
-
-/// Types of control frames, by the numbers of the Frame Streams protocol.
-enum ControlType : uint32_t { Accept = 1, Start = 2, Stop = 3, Ready = 4, Finish = 5 };
 
 /// Frame Streams on a connection, over TLS if that is configured. A frame is a big-endian 32-bit length and that many
 /// bytes; length 0 is the escape in front of a control frame, which has a length of its own, a type and fields.

@@ -12,13 +12,17 @@
 
 namespace ns::tools::check {
 
-/// Whether the configuration is a file. The daemon opens whatever stands there: it runs with nothing to do if that is a
-/// folder, and waits if it is a FIFO.
+// Whether the configuration is a file. The daemon opens whatever stands there: it runs with nothing to do if that is a
+// folder, and waits if it is a FIFO.
 static bool isFile(const std::string& filename, Findings& findings) {
   const std::string kind = kindOf(filename);
   if (kind.empty()) return true;
   const std::string text = "this is " + kind + ", not a file: nothing was checked";
-  kind == "a folder" || kind == "a device" ? findings.error(0, text) : findings.fatal(0, text);
+  if (kind == "a folder" || kind == "a device") {
+    findings.error(0, text);
+  } else {
+    findings.fatal(0, text);
+  }
   return false;
 }
 
@@ -27,7 +31,7 @@ static void checkPath(const std::string& filename, Findings& findings) {
   findings.warn(0, "the daemon looks for a relative path below the folder that it names; give it the absolute one");
 }
 
-static void checkFormat(const std::vector<SourceEntry>& entries, const Settings& settings, Findings& findings) {
+static void checkFormat(const std::vector<Entry>& entries, const CheckedSettings& settings, Findings& findings) {
   constexpr uint32_t Dnstap = 2;
   constexpr uint32_t MaxPriority = 191;  // local7.debug, RFC 5424, 6.2.1
   if (settings.format.syslogPriority > MaxPriority) {
@@ -44,9 +48,9 @@ static void checkFormat(const std::vector<SourceEntry>& entries, const Settings&
   }
 }
 
-/// Suffixes are compared whole with the ends of names that begin at a label.
-static void checkSuffixes(const std::vector<SourceEntry>& entries, Findings& findings) {
-  for (const SourceEntry& entry : entries) {
+// Suffixes are compared whole with the ends of names that begin at a label.
+static void checkSuffixes(const std::vector<Entry>& entries, Findings& findings) {
+  for (const Entry& entry : entries) {
     if (entry.key != "domain-suffix" || entry.value.empty()) continue;
     if (std::string_view(".*!").find(entry.value[0]) == std::string_view::npos) continue;
     findings.warn(entry.line,
@@ -54,13 +58,13 @@ static void checkSuffixes(const std::vector<SourceEntry>& entries, Findings& fin
   }
 }
 
-static void checkEntries(std::vector<SourceEntry> entries, Findings& findings) {
+static void checkEntries(std::vector<Entry> entries, Findings& findings) {
   dropIgnored(entries, findings);
-  const Settings settings = configure(entries, findings);
+  const CheckedSettings settings = checkSettings(entries, findings);
   // Values are looked at where the line as a whole was taken.
-  std::vector<SourceEntry> taken = settings.listenerEntries;
+  std::vector<Entry> taken = settings.listenerEntries;
   taken.insert(taken.end(), settings.forwarderEntries.begin(), settings.forwarderEntries.end());
-  for (const SourceEntry& entry : entries) {
+  for (const Entry& entry : entries) {
     if (entry.key != "listener" && entry.key != "forwarder") taken.push_back(entry);
   }
   checkValues(taken, findings);
@@ -76,7 +80,7 @@ Findings check(const std::string& filename) {
   Findings findings;
   if (!isFile(filename, findings)) return findings;
   try {
-    std::vector<SourceEntry> entries = readSource(filename, findings);
+    std::vector<Entry> entries = readSource(filename, findings);
     checkPath(filename, findings);
     (void)!chdir(getBasename(filename).c_str());
     checkEntries(std::move(entries), findings);

@@ -28,10 +28,10 @@ static void checkPrivacy(size_t line, const ForwarderConfig& config, Findings& f
   }
 }
 
-void checkForwarders(const Settings& settings, Findings& findings) {
+void checkForwarders(const CheckedSettings& settings, Findings& findings) {
   for (size_t i = 0; i < settings.forwarders.forwarders.size(); ++i) {
     const ForwarderConfig& config = settings.forwarders.forwarders[i];
-    const SourceEntry& entry = settings.forwarderEntries[i];
+    const Entry& entry = settings.forwarderEntries[i];
     checkHost(entry.line, config.socket, findings);
     checkTlsOptions(entry, config.tls.enabled, findings);
     if (config.tls.enabled) checkTls(entry.line, false, config.tls, findings);

@@ -28,7 +28,7 @@ static void load(size_t line, EventQueue& queue, const std::string& filename, Fi
                           " don't fit into message-queue-size, and a start drops them");
 }
 
-/// Whether this user can write to the folder or file. If not, what a stop would save is lost.
+// Whether this user can write to the folder or file. If not, what a stop would save is lost.
 static bool isWritable(size_t line, const std::string& path, bool isFolder, Findings& findings) {
   if (access((isFolder ? path + "/." : path).c_str(), W_OK) == 0) return true;
   findings.error(

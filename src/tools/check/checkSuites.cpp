@@ -16,20 +16,20 @@ void freeSuites(Suites* suites) { sk_SSL_CIPHER_free(suites); }
 
 using SuitesPtr = std::unique_ptr<Suites, net::tls::OpensslDeleter<freeSuites>>;
 
-/// Sets the least or the greatest version; an empty text leaves the system's. False for a text that is no version.
+// Sets the least or the greatest version; an empty text leaves the system's. False for a text that is no version.
 bool setVersion(SSL_CTX* context, int bound, const std::string& version) {
   const int number = net::tls::parseTlsVersion(version);
   return version.empty() || (number != 0 && SSL_CTX_ctrl(context, bound, number, nullptr) == 1);
 }
 
-/// Sets what decides about suites. False for what every handshake fails with.
+// Sets what decides about suites. False for what every handshake fails with.
 bool configure(SSL_CTX* context, const TlsSocketConfig& config) {
   return setVersion(context, SSL_CTRL_SET_MIN_PROTO_VERSION, config.minVersion) &&
          setVersion(context, SSL_CTRL_SET_MAX_PROTO_VERSION, config.maxVersion) &&
          (config.cipherList.empty() || SSL_CTX_set_cipher_list(context, config.cipherList.c_str()) == 1);
 }
 
-/// The suites that are left with these versions and with the system's security level.
+// The suites that are left with these versions and with the system's security level.
 SuitesPtr findSuites(const TlsSocketConfig& config) {
   const net::tls::SslCtxPtr context(SSL_CTX_new(TLS_method()));
   if (!context || !configure(context.get(), config)) return nullptr;
@@ -37,14 +37,14 @@ SuitesPtr findSuites(const TlsSocketConfig& config) {
   return SuitesPtr(ssl ? SSL_get1_supported_ciphers(ssl.get()) : nullptr);
 }
 
-/// Whether a session stays secret from those who get hold of the server's key later.
+// Whether a session stays secret from those who get hold of the server's key later.
 bool hasForwardSecrecy(const SSL_CIPHER* suite) {
   const int exchange = SSL_CIPHER_get_kx_nid(suite);
   return exchange == NID_kx_any || exchange == NID_kx_ecdhe || exchange == NID_kx_dhe || exchange == NID_kx_ecdhe_psk ||
          exchange == NID_kx_dhe_psk;
 }
 
-/// Of the suites where `holds` is true, each behind a blank.
+// Of the suites where `holds` is true, each behind a blank.
 std::string namesOf(const Suites* suites, bool (*holds)(const SSL_CIPHER*)) {
   std::string names;
   for (int i = 0; i < sk_SSL_CIPHER_num(suites); ++i) {

@@ -20,7 +20,7 @@ namespace {
 
 using X509Ptr = std::unique_ptr<X509, net::tls::OpensslDeleter<X509_free>>;
 
-/// The text that a client's connect() fails with on a connection that its peer has closed.
+// The text that a client's connect() fails with on a connection that its peer has closed.
 std::string failAsClient(const TlsSocketConfig& config) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return "";
@@ -32,7 +32,7 @@ std::string failAsClient(const TlsSocketConfig& config) {
   return "";
 }
 
-/// The text that a server fails with at a client's first byte; empty if it doesn't.
+// The text that a server fails with at a client's first byte; empty if it doesn't.
 std::string failAsServer(const TlsSocketConfig& config) {
   try {
     net::tls::makeTlsContext(config, true);
@@ -40,13 +40,13 @@ std::string failAsServer(const TlsSocketConfig& config) {
   return "";
 }
 
-/// Whether OpenSSL was set up, and nothing or only the missing peer made the handshake fail.
+// Whether OpenSSL was set up, and nothing or only the missing peer made the handshake fail.
 bool failsForThePeer(const std::string& text) {
   return text.empty() || text.rfind("TLS handshake failed: recv() failed", 0) == 0 ||
          text.rfind("TLS handshake failed: send() failed", 0) == 0;
 }
 
-/// Days and seconds from now; both negative for the past.
+// Days and seconds from now; both negative for the past.
 struct Span {
   int days = 0, seconds = 0;
 };
@@ -77,7 +77,7 @@ void checkDatesIn(size_t line, const std::string& filename, Findings& findings) 
   }
 }
 
-/// The files that are read at each handshake.
+// The files that are read at each handshake.
 std::vector<std::string> filesOf(bool isServer, const TlsSocketConfig& config) {
   std::vector<std::string> files;
   if (isServer || config.useCertificate) files = {config.certFile, config.keyFile};
@@ -113,7 +113,7 @@ void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Finding
   }
 }
 
-void checkTlsOptions(const SourceEntry& entry, bool enabled, Findings& findings) {
+void checkTlsOptions(const Entry& entry, bool enabled, Findings& findings) {
   if (enabled) return;
   for (const auto& option : readOptions(entry)) {
     if (option.name.rfind("tls-", 0) != 0) continue;

@@ -12,6 +12,6 @@ namespace ns::tools::check {
 void checkTls(size_t line, bool isServer, const net::tls::TlsSocketConfig& config, Findings& findings);
 
 /// Tells of TLS options on a line that doesn't turn TLS on.
-void checkTlsOptions(const SourceEntry& entry, bool enabled, Findings& findings);
+void checkTlsOptions(const Entry& entry, bool enabled, Findings& findings);
 
 }  // namespace ns::tools::check

@@ -1,16 +1,15 @@
 #include "tools/check/options.h"
 
 #include <sstream>
-#include <string_view>
 
 #include "worker/forwarder/ForwarderConfig.h"
 #include "worker/listener/ListenerConfig.h"
 
 namespace ns::tools::check {
 
-std::vector<worker::ValueReader::Option> readOptions(const SourceEntry& entry) {
-  std::vector<worker::ValueReader::Option> options;
-  worker::ValueReader reader(entry.value.c_str());
+std::vector<worker::options::Option> readOptions(const Entry& entry) {
+  std::vector<worker::options::Option> options;
+  worker::options::ValueReader reader(entry.value.c_str());
   const bool isPath = reader.readWord() == "unix";
   reader.readWord();
   if (!isPath) reader.readWord();
@@ -18,18 +17,19 @@ std::vector<worker::ValueReader::Option> readOptions(const SourceEntry& entry) {
   return options;
 }
 
-/// Whether `parse` takes an option of this name: a failure over its value would not call it unknown.
-template <class Config>
-static bool knows(void (*parse)(const char*, Config&), const std::string& name) {
-  Config config;
-  try {
-    parse(("ipv4 127.0.0.1 1 " + name + "=1").c_str(), config);
-  } catch (const std::exception& e) { return std::string_view(e.what()).find("Unknown") == std::string_view::npos; }
-  return true;
+// What listeners and forwarders take. The configurations are only there for the tables to refer to.
+static worker::options::OptionTable allOptions() {
+  static worker::listener::ListenerConfig listener;
+  static worker::forwarder::ForwarderConfig forwarder;
+  worker::options::OptionTable all = worker::listener::listenerOptions(listener);
+  const worker::options::OptionTable more = worker::forwarder::forwarderOptions(forwarder);
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
 }
 
-bool isOption(const std::string& name) {
-  return knows(worker::listener::parseListener, name) || knows(worker::forwarder::parseForwarder, name);
+const worker::options::OptionRule* findOption(const std::string& name) {
+  static const worker::options::OptionTable all = allOptions();
+  return worker::options::findOption(all, worker::options::ValueReader(name.c_str()).readWord());
 }
 
 std::string rawWord(const std::string& value, size_t index) {
