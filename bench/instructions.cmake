@@ -7,8 +7,8 @@ set(bench_folder ${CMAKE_CURRENT_LIST_DIR})
 find_path(CALLGRIND_INCLUDE valgrind/callgrind.h)
 set(program_option)
 if(CALLGRIND_INCLUDE)
-  set(layers error log file encoding metrics queue format net tls fstrm dns_domain dns_message dns worker receiver
-    forwarder)
+  set(layers error log file encoding dnstap metrics queue format net tls fstrm dns_domain dns_message dns worker
+    options receiver forwarder)
   foreach(layer IN LISTS layers)
     get_target_property(type ${layer} TYPE)
     if(NOT type STREQUAL INTERFACE_LIBRARY)

@@ -16,7 +16,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "event/queue/EventQueue.h"
 #include "net/dns/domain/suffixes.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"

@@ -88,7 +88,7 @@ def write(compiler, now):
 
 
 def compare(before, now):
-    """Prints a line for each count; returns the names of those that have risen, or came or went without the file saying so."""
+    """Prints a line for each count; returns those that have risen, or came or went without the file saying so."""
     risen = sorted(set(before) ^ set(now))
     for name in sorted(set(before) & set(now)):
         change = now[name] / before[name] - 1
@@ -118,7 +118,8 @@ def main():
     risen = compare(before, each(run(options.program)))
     if risen:
         raise SystemExit(
-            f"not as in bench/instructions.txt: {', '.join(risen)}. If it is worth it: instructions.py --update, with the same arguments"
+            f"not as in bench/instructions.txt: {', '.join(risen)}. "
+            "If it is worth it: instructions.py --update, with the same arguments"
         )
 
 

@@ -26,6 +26,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const fuzz::MemoryFile file(data, size);
   ns::app::config::ConfigFile config;
   config.read(file.path());
+  for (size_t last = 0; const auto& entry : config.getEntries()) {
+    fuzz::require(entry.line > last, "entries begin in lines of their own");
+    last = entry.line;
+  }
   for (const char* key : {"listener", "forwarder"}) {
     for (const std::string& value : config.getList(key)) {
       fuzz::require(value.find_first_of("#\n") == std::string::npos, "a value is one line without a comment");

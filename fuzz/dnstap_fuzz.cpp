@@ -1,5 +1,5 @@
 // Any bytes as a dnstap record: both decoders agree, the walk ends, and what was decoded survives being encoded.
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "fuzz.h"
 
 using namespace ns::encoding::dnstap;

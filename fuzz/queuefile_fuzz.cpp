@@ -1,4 +1,6 @@
 // Any bytes as a queue file: it is read or refused, and what was read of it survives being written.
+#include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "event/queue/QueueFileReader.h"
@@ -25,10 +27,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::require(total <= size, "no more is read than the file holds");
 
   const fuzz::MemoryFile copy(nullptr, 0);
-  QueueFileWriter writer(copy.path());
+  QueueFileWriter writer(copy.path(), QueueFileWriter::Place::Named);
   for (const std::string& record : records) {
     ns::encoding::Bytes& next = writer.next();
-    next.insert(next.end(), record.begin(), record.end());
+    std::ranges::transform(record, std::back_inserter(next), [](char c) { return static_cast<unsigned char>(c); });
     fuzz::require(writer.write(), "a record that was read can be written");
   }
   fuzz::require(writer.close(), "the copy is whole");

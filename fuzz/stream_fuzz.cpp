@@ -21,11 +21,11 @@ static void readFrames(fstrm::FstrmSocket& stream, bool ahead, Outcome& outcome)
   ns::encoding::Bytes frame;
   while (true) {
     std::array<std::span<const unsigned char>, 4> frames;
-    if (ahead && !stream.hasAhead()) stream.fillAhead();
-    const size_t count = ahead ? stream.framesAhead(frames) : 0;
+    if (ahead && !stream.hasAhead()) stream.readAhead();
+    const size_t count = ahead ? stream.wholeFrames(frames, true) : 0;
     for (size_t i = 0; i < count; ++i) outcome.frames.emplace_back(frames[i].begin(), frames[i].end());
     if (count != 0) {
-      stream.dropAheadThrough(frames[count - 1]);
+      stream.dropThrough(frames[count - 1]);
       continue;
     }
     const uint32_t length = stream.readlength(true);

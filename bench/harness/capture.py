@@ -1,4 +1,4 @@
-"""Records what a real resolver tells by dnstap: unbound in front of another unbound, and questions from many clients."""
+"""Records what a real resolver tells by dnstap: unbound in front of another, and questions from many clients."""
 
 import contextlib
 import os
@@ -11,7 +11,6 @@ import subprocess
 import time
 
 from harness import frames
-from harness.zones import World
 
 NUMBERS = {
     "A": 1,

@@ -109,7 +109,7 @@ def memory(bench):
 
 
 def steps(bench):
-    """Nanoseconds of processor time of each step of an event's road, from the micro-benchmarks; None where there are none."""
+    """Nanoseconds of processor time of each step of an event's road, from the micro-benchmarks, or None."""
     program = f"{bench.tools}/micro"
     if not os.path.exists(program):
         return None

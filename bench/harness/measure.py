@@ -105,7 +105,8 @@ class RunningLane:
         sums = subjects.totals(self.process.log)
         if self.lane.collect and (sums["dropped"] or sums["processed"] < self.sent * 0.99 - self.lane.slack):
             raise Failed(
-                f"{self.row.title}: of {self.sent} events wirelark took {sums['processed']} and dropped {sums['dropped']}"
+                f"{self.row.title}: of {self.sent} events wirelark took {sums['processed']} "
+                f"and dropped {sums['dropped']}"
             )
         if sums["errors"] < self.sent * 0.99 if self.row.all_fail else sums["errors"]:
             raise Failed(f"{self.row.title}: of {self.sent} records {sums['errors']} did not decode")

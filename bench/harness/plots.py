@@ -37,7 +37,7 @@ def block(name, lines):
 
 
 def costs(rows):
-    """Bars, wirelark's first in each group; a scale of powers of ten, since JSON by others costs a hundred times a pass-through."""
+    """Bars, wirelark's first in each group, on a scale of powers of ten: some cost a hundred times others."""
     shown = [key for key in CHART if key in rows]
     data, width = {}, 0.8
     for place, key in enumerate(shown):
@@ -52,7 +52,8 @@ def costs(rows):
             )
     tics = ", ".join(f'"{LABELS[key]}" {place}' for place, key in enumerate(shown))
     plot = ", ".join(
-        f'${word(name)} using 1:2:3 with boxes lc rgb "{COLOURS[name]}" title "{name.replace("_", chr(92) * 2 + "_")}", '
+        f'${word(name)} using 1:2:3 with boxes lc rgb "{COLOURS[name]}" '
+        f'title "{name.replace("_", chr(92) * 2 + "_")}", '
         f'${word(name)} using 1:2:4 with labels offset 0,0.6 font ",11" notitle'
         for name in data
     )

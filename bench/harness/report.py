@@ -203,7 +203,8 @@ def machine(root):
         ["git", "-C", root, "describe", "--always", "--dirty"], capture_output=True, text=True
     ).stdout.strip()
     return (
-        f"{datetime.date.today()}, commit {commit or 'unknown'}, {os.cpu_count()} cores of {cpu.group(1) if cpu else platform.machine()}, "
+        f"{datetime.date.today()}, commit {commit or 'unknown'}, {os.cpu_count()} cores of "
+        f"{cpu.group(1) if cpu else platform.machine()}, "
         f"Linux {platform.release()}"
     )
 

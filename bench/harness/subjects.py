@@ -1,4 +1,4 @@
-"""What is measured: wirelark in its settings, its peers from Debian, and the bare programs that show the machine's limit."""
+"""What is measured: wirelark in its settings, its peers from Debian, and bare programs for the machine's limit."""
 
 import dataclasses
 import grp

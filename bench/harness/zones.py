@@ -1,4 +1,4 @@
-"""A made-up part of the DNS, big and varied enough that no cache can hold all of it: its zone data and who asks for what."""
+"""A made-up part of the DNS, too big for any cache to hold all of it: its zone data, and who asks for what."""
 
 import base64
 import random
@@ -83,7 +83,8 @@ class World(random.Random):
         return base64.b64encode(self.randbytes(size)).decode()
 
     def domain(self):
-        name = f"{self.word(2, 4)}{self.choice(('', '', '-' + self.word(1, 2), str(self.randint(1, 99))))}.{self.pick(SUFFIXES)}"
+        name = (f"{self.word(2, 4)}{self.choice(('', '', '-' + self.word(1, 2), str(self.randint(1, 99))))}"
+                    f".{self.pick(SUFFIXES)}")
         self.domains.append(name)
         ttl = self.choice((60, 300, 3600, 86400))
         self.add(name, ttl, f"SOA ns1.{name}. hostmaster.{name}. {self.randint(1, 2**31)} 7200 3600 1209600 300")
@@ -101,7 +102,8 @@ class World(random.Random):
     def host(self, name, ttl):
         self.hosts.append(name)
         if self.random() < 0.25 and name.count(".") > 1:
-            edge = f"{self.getrandbits(56):x}.{self.choice(('edge', 'cdn', 'cloudfront', 'lb'))}.{self.choice(self.domains)}"
+            edge = (f"{self.getrandbits(56):x}.{self.choice(('edge', 'cdn', 'cloudfront', 'lb'))}"
+                    f".{self.choice(self.domains)}")
             self.add(name, ttl, f"CNAME {edge}.")
             name, ttl = edge, 60
         for _ in range(self.choice((1, 1, 1, 2, 2, 4, 6))):

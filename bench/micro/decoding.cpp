@@ -1,6 +1,6 @@
 // From a record's bytes to a decoded DNS message.
 
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "micro/records.h"
 #include "net/dns/domain/suffixes.h"
 #include "net/dns/message/contract.h"

@@ -1,6 +1,6 @@
 #include "micro/records.h"
 
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "net/dns/domain/suffixes.h"
 #include "net/dns/message/contract.h"
 #include "tools/Frames.h"

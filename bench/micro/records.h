@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "encoding/DnstapView.h"
+#include "encoding/dnstap/DnstapView.h"
 #include "net/dns/event/DnsMessageEvent.h"
 #include "net/dns/message/DnsMessage.h"
 

@@ -4,30 +4,36 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
+#include <list>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "app/config/keys.h"
 #include "app/run.h"
 #include "encoding/data.h"
 #include "error/UnknownError.h"
 #include "net/dns/domain/suffixes.h"
 
 using ns::app::config::ConfigFile;
+using ns::app::config::KeyName;
 using ns::error::UnknownError;
 
 namespace {
 
-[[noreturn]] void failValue(const char* word, const char* key, const std::string& value) {
-  throw UnknownError(std::string(word) + " " + key + " specified in config file: " + value);
+[[noreturn]] void failValue(const char* word, KeyName key, const std::string& value) {
+  throw UnknownError(std::string(word) + " " + key.text + " specified in config file: " + value);
 }
+
+const char* get(const ConfigFile& file, KeyName key) { return file.get(key.text); }
+
+std::list<std::string> getList(const ConfigFile& file, KeyName key) { return file.getList(key.text); }
 
 // The position of the key's value among `choices`, or `absent` if the file does not have the key. `word` is how the
 // error text of the key begins.
-size_t choose(const ConfigFile& file, const char* key, std::span<const std::string_view> choices, size_t absent,
+size_t choose(const ConfigFile& file, KeyName key, std::span<const std::string_view> choices, size_t absent,
               const char* word = "Unknown") {
-  const char* const value = file.get(key);
+  const char* const value = get(file, key);
   if (value == nullptr) return absent;
   const auto found = std::find(choices.begin(), choices.end(), value);
   if (found == choices.end()) failValue(word, key, value);
@@ -43,15 +49,15 @@ void addSuffix(const std::string& value, bool withTrailingDot) {
 
 // Parses each value of a repeatable key into a record of its own, numbered from 0 in file order.
 template <class Record>
-void configureWorkers(const ConfigFile& file, const char* key, std::vector<Record>& records,
+void configureWorkers(const ConfigFile& file, KeyName key, std::vector<Record>& records,
                       void (*parse)(const char*, Record&)) {
-  for (const std::string& value : file.getList(key)) {
+  for (const std::string& value : getList(file, key)) {
     Record record;
     record.id = static_cast<uint32_t>(records.size());
     try {
       parse(value.c_str(), record);
     } catch (const std::exception& e) {
-      throw UnknownError(std::string("Invalid ") + key + " specified in config file (" + e.what() + "): " + value);
+      throw UnknownError(std::string("Invalid ") + key.text + " specified in config file (" + e.what() + "): " + value);
     }
     records.push_back(std::move(record));
   }
@@ -72,18 +78,18 @@ void configureMessageFormatter(ConfigFile& file, ns::event::format::EventFormatt
   config.domainSuffixBuiltin = mode == "all" || mode == "builtin";
   config.domainSuffixConfig = mode == "all" || mode == "config";
   ns::net::dns::loadPslDomainSuffixes(config.fqdnTrailingDot);
-  for (const std::string& value : file.getList("domain-suffix")) addSuffix(value, config.fqdnTrailingDot);
+  for (const std::string& value : getList(file, "domain-suffix")) addSuffix(value, config.fqdnTrailingDot);
 
   config.querylogExtended = choose(file, "message-querylog-format", QuerylogFormats, 0) == 1;
   config.messageFormat = static_cast<uint32_t>(choose(file, "message-format", Formats, 0));
-  if (const char* const hostname = file.get("message-hostname")) {
+  if (const char* const hostname = get(file, "message-hostname")) {
     config.hostname.clear();
     ns::encoding::data::formatChars(config.hostname, hostname);
   } else {
     getHostname(config.hostname);
   }
   config.syslogRfc3164 = choose(file, "message-syslog-format", SyslogFormats, 2) < 2;
-  if (const char* const value = file.get("message-syslog-priority")) {
+  if (const char* const value = get(file, "message-syslog-priority")) {
     config.syslogPriority = static_cast<uint32_t>(std::strtol(value, nullptr, 10));
     if (config.syslogPriority == 0) failValue("Invalid", "message-syslog-priority", value);
   }
@@ -92,12 +98,12 @@ void configureMessageFormatter(ConfigFile& file, ns::event::format::EventFormatt
 
 void configureMessageQueue(ConfigFile& file, ns::event::queue::EventQueueConfig& config) {
   static constexpr std::string_view Switch[] = {"on", "off"};
-  if (const char* const value = file.get("message-queue-size")) {
+  if (const char* const value = get(file, "message-queue-size")) {
     config.size = static_cast<uint64_t>(std::strtoll(value, nullptr, 10));
     if (config.size == 0) failValue("Invalid", "message-queue-size", value);
   }
   config.recovery = choose(file, "message-queue-recovery", Switch, 0) == 0;
-  const char* const filename = file.get("message-queue-filename");
+  const char* const filename = get(file, "message-queue-filename");
   config.filename = filename == nullptr ? "message.queue" : filename;
 }
 
@@ -112,7 +118,7 @@ void configureListeners(ConfigFile& file, ns::worker::listener::ListenersConfig&
 
 void configureBackgroundLogger(ConfigFile& file, ns::worker::logger::BackgroundLoggerConfig& config) {
   static constexpr std::string_view Formats[] = {"kv", "json"};
-  if (const char* const value = file.get("metrics-interval")) {
+  if (const char* const value = get(file, "metrics-interval")) {
     const long interval = std::strtol(value, nullptr, 10);
     if (interval < 1) failValue("Invalid", "metrics-interval", value);
     config.interval = static_cast<uint32_t>(interval);  // no upper bound: higher bits are cut off

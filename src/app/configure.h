@@ -7,15 +7,15 @@
 #include "worker/listener/ListenerConfig.h"
 #include "worker/logger/BackgroundLogger.h"
 
-// One function for each record that takes settings from the configuration file. A key that is absent leaves its field
-// at the record's default; of a repeated single-valued key the first counts; keys that nobody asks for are passed over.
-// The first bad value ends it: UnknownError with the key's text and the value as it stands in the file.
+// One function for each record that takes settings from the configuration file; app/config/keys.h has the keys. One
+// that is absent leaves its field at the record's default; of a repeated single-valued key the first counts; keys that
+// nobody asks for are passed over. The first bad value ends it: UnknownError with the key's text and the value as it
+// stands in the file.
 
-/// `message-fqdn-format`, `domain-suffix-mode`, `domain-suffix`, `message-querylog-format`, `message-format`,
-/// `message-hostname`, `message-syslog-format`, `message-syslog-priority`. Also fills the process-wide suffix tables.
+/// The formats of events and the suffixes of names. Also fills the process-wide suffix tables.
 void configureMessageFormatter(ns::app::config::ConfigFile& file, ns::event::format::EventFormatterConfig& config);
 
-/// `message-queue-size`, `message-queue-recovery`, `message-queue-filename`.
+/// The queue's memory and its file: `message-queue-...`.
 void configureMessageQueue(ns::app::config::ConfigFile& file, ns::event::queue::EventQueueConfig& config);
 
 /// Every `forwarder`, in file order. Under `force_stdout` each is told to write to standard output.
@@ -24,5 +24,5 @@ void configureForwarders(ns::app::config::ConfigFile& file, ns::worker::forwarde
 /// Every `listener`, in file order.
 void configureListeners(ns::app::config::ConfigFile& file, ns::worker::listener::ListenersConfig& config);
 
-/// `metrics-interval`, `metrics-format`.
+/// What is written of the metrics, and when: `metrics-...`.
 void configureBackgroundLogger(ns::app::config::ConfigFile& file, ns::worker::logger::BackgroundLoggerConfig& config);

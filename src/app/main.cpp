@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -29,8 +32,17 @@ static void runWith(const char* filename, bool toStdout) {
   run();
 }
 
+// A program can be started with these closed. A socket or file would then get their numbers: the log would go to
+// whoever is at its other end, and 0 stands for a socket that is not open.
+static void openStandardDescriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) == -1) (void)::open("/dev/null", O_RDWR);  // takes the lowest that is free: this
+  }
+}
+
 // The status is 1 for a bad command line and 0 otherwise, also after a run that failed: that is in the log.
 int main(int argc, char** argv) {
+  openStandardDescriptors();
   if (argc < 2) usage();
   const std::string_view verb = argv[1];
   if (argc >= 3 && (verb == "run" || verb == "run-stdout")) {

@@ -2,21 +2,25 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 #include <vector>
 
-#include "app/configure.h"
+#include "app/Settings.h"
 #include "encoding/data.h"
 #include "error/messages.h"
 #include "log/log.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
 #include "net/net.h"
 
+using ns::app::Settings;
 using ns::event::queue::EventQueue;
 using ns::net::dns::DnsMessageEventFormatter;
 using ns::worker::forwarder::Forwarder;
@@ -59,24 +63,6 @@ void getHostname(ns::encoding::Bytes& out) {
 
 namespace {
 
-// All settings of the file. The functions run in the order of the members, so that of several bad values the same one
-// is always reported.
-struct Settings {
-  ns::event::format::EventFormatterConfig format;
-  ns::event::queue::EventQueueConfig queue;
-  ns::worker::forwarder::ForwardersConfig forwarders;
-  ns::worker::listener::ListenersConfig listeners;
-  ns::worker::logger::BackgroundLoggerConfig logger;
-
-  explicit Settings(ns::app::config::ConfigFile& file) {
-    configureMessageFormatter(file, format);
-    configureMessageQueue(file, queue);
-    configureForwarders(file, forwarders);
-    configureListeners(file, listeners);
-    configureBackgroundLogger(file, logger);
-  }
-};
-
 // Listeners are never destroyed: receivers that were stopped keep their connections open until the process ends. Kept
 // reachable here, so that leak checkers tell them from a leak.
 std::vector<Listener*>& immortalListeners() {
@@ -112,16 +98,44 @@ class Daemon {
   }
 
   // Producers before consumers; every worker is asked before the first is joined, so that they wind down side by side.
-  void stop() {
+  // Returns false, with nobody joined, if they did not all end in time.
+  bool stop(std::chrono::seconds most) {
     for (Listener* listener : listeners) listener->stopProcessLoopThread();
     for (Forwarder* forwarder : forwarders) forwarder->stopProcessLoopThread();
     logger->stopProcessLoopThread();
+    if (!waitForWorkers(most)) return false;
     for (Listener* listener : listeners) listener->joinProcessLoopThread();
     for (Forwarder* forwarder : forwarders) forwarder->joinProcessLoopThread();
     logger->joinProcessLoopThread();
+    return true;
+  }
+
+  // Who has not ended, by the names that the log has for them.
+  std::vector<std::string> getBusyWorkers() {
+    std::vector<std::string> busy;
+    const auto add = [&](auto* worker, const char* kind) {
+      if (!worker->hasEnded()) busy.push_back(kind + ("[" + std::to_string(worker->getId()) + "]"));
+    };
+    for (Listener* listener : listeners) add(listener, "Listener");
+    for (Forwarder* forwarder : forwarders) add(forwarder, "Forwarder");
+    if (!logger->hasEnded()) busy.emplace_back("BackgroundLogger");
+    return busy;
   }
 
  private:
+  // A worker that looked at its stop flag just before the flag was set, and then began to wait, has missed the wake-up
+  // of the stop: it gets more of them.
+  bool waitForWorkers(std::chrono::seconds most) {
+    const auto end = std::chrono::steady_clock::now() + most;
+    while (!getBusyWorkers().empty()) {
+      if (std::chrono::steady_clock::now() >= end) return false;
+      queue.signal();
+      logger->stopProcessLoopThread();
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+  }
+
   DnsMessageEventFormatter formatter;
   EventQueue queue;
   std::vector<Forwarder*> forwarders;  // owned by the logger
@@ -136,6 +150,41 @@ void logFailure(const std::exception& e) { ns::log::error(std::string("Run faile
 void waitForSignal() {
   std::unique_lock lock(stop_mtx);
   stop_cv.wait(lock);
+}
+
+// The longest that workers take to end when they are asked to: what each is in the middle of ends within its own
+// time-out, and a forwarder then has a time-out each for STOP, for the answer to it and for the end of TLS. A listener
+// looks up every three seconds. Stated in wirelark(1) and in the unit.
+std::chrono::seconds longestStop(const Settings& settings) {
+  constexpr uint64_t Poll = 3, Spare = 5;
+  uint64_t longest = 0;
+  for (const auto& [id, socket, tls, fstrm] : settings.listeners.listeners) {
+    longest = std::max<uint64_t>(longest, Poll + std::max(socket.readTimeout, socket.writeTimeout));
+  }
+  for (const auto& config : settings.forwarders.forwarders) {
+    const auto& socket = config.socket;
+    const uint64_t busy = std::max({socket.connectTimeout, socket.readTimeout, socket.writeTimeout});
+    longest = std::max(longest, busy + socket.readTimeout + uint64_t{2} * socket.writeTimeout);
+  }
+  return std::chrono::seconds(longest + Spare);
+}
+
+void finish(Daemon& daemon) {
+  if (!force_stdout) daemon.persist();
+  ns::log::info("Stopped");
+}
+
+// A worker that hangs in the system, as in the look-up of a name, must not cost the events of all: the queue is saved
+// beside it, and the process ends without taking down what that worker may still use.
+[[noreturn]] void finishBeside(Daemon& daemon, std::chrono::seconds waited) {
+  for (const std::string& worker : daemon.getBusyWorkers()) {
+    ns::log::error("Stop: " + worker + " did not end in " + std::to_string(waited.count()) +
+                   " seconds and is left behind");
+  }
+  try {
+    finish(daemon);
+  } catch (const std::exception& e) { logFailure(e); }
+  std::_Exit(EXIT_SUCCESS);  // without a flush: a thread that hangs may hold standard output
 }
 
 // Threads that did start would go on using a daemon that is being taken down, so a start that fails half-way ends the
@@ -159,15 +208,15 @@ void runDaemon() {
   ns::log::info(std::string("Reading config from ") + config_filename);
   ns::app::config::ConfigFile file;
   file.read(config_filename);
-  const Settings settings(file);
+  const Settings settings = ns::app::makeSettings(file);
 
   Daemon daemon(settings);
   if (!force_stdout) daemon.recover();
   startOrExit(daemon);
   waitForSignal();
-  daemon.stop();
-  if (!force_stdout) daemon.persist();
-  ns::log::info("Stopped");
+  const std::chrono::seconds most = longestStop(settings);
+  if (!daemon.stop(most)) finishBeside(daemon, most);
+  finish(daemon);
 }
 
 }  // namespace

@@ -37,15 +37,9 @@ uint32_t decodeUintVle(uint64_t& out, const unsigned char* data, uint32_t length
   return offset;
 }
 
-template <class Integer>
-static void encodeBigEndian(Bytes& buffer, Integer value) {
-  unsigned char* out = grow(buffer, sizeof(value));
-  for (size_t i = sizeof(value); i-- > 0;) *out++ = static_cast<unsigned char>(value >> (8 * i));
-}
-
-void encodeUint16(Bytes& buffer, uint16_t value) { encodeBigEndian(buffer, value); }
-void encodeUint32(Bytes& buffer, uint32_t value) { encodeBigEndian(buffer, value); }
-void encodeUint64(Bytes& buffer, uint64_t value) { encodeBigEndian(buffer, value); }
+void encodeUint16(Bytes& buffer, uint16_t value) { writeBigEndian<2>(grow(buffer, 2), value); }
+void encodeUint32(Bytes& buffer, uint32_t value) { writeBigEndian<4>(grow(buffer, 4), value); }
+void encodeUint64(Bytes& buffer, uint64_t value) { writeBigEndian<8>(grow(buffer, 8), value); }
 
 void encodeUintVle(Bytes& buffer, uint64_t value) {
   for (; value >= 128; value >>= 7) buffer.push_back(static_cast<unsigned char>((value & 127) | 128));
@@ -72,8 +66,11 @@ static uint64_t eightDigits(uint64_t value) {
   return (tens | (word - 10 * tens) << 8) + everyByte('0');
 }
 
+// All digits of a small value are made at once and shifted to where the first belongs: the number of digits differs
+// from value to value, so branches on it are mispredicted. With ip.cpp's groups this took a query log line from 350 to
+// 331 ns.
 unsigned char* writeUint(unsigned char* out, uint64_t value) {
-  if (value < 100000000) [[likely]] {  // no branch on the number of digits, which nothing foretells
+  if (value < 100000000) [[likely]] {
     const size_t digits = countDigits(value | 1);
     storeWord(out, eightDigits(value) >> (64 - 8 * digits));
     return out + digits;

@@ -34,8 +34,18 @@ inline uint32_t checkRead(const char* type, uint32_t width, uint32_t length, uin
 
 /// Big-endian integers at `data`, without a check.
 inline uint16_t loadUint16(const unsigned char* data) { return static_cast<uint16_t>(data[0] << 8 | data[1]); }
+inline uint32_t loadUint24(const unsigned char* data) {
+  return uint32_t{data[0]} << 16 | uint32_t{data[1]} << 8 | uint32_t{data[2]};
+}
 inline uint32_t loadUint32(const unsigned char* data) {
   return uint32_t{data[0]} << 24 | uint32_t{data[1]} << 16 | uint32_t{data[2]} << 8 | uint32_t{data[3]};
+}
+
+/// Stores the low `Width` bytes of `value` at `out`, the most significant first. Returns the end of what it wrote.
+template <size_t Width>
+unsigned char* writeBigEndian(unsigned char* out, uint64_t value) {
+  for (size_t i = Width; i-- > 0;) *out++ = static_cast<unsigned char>(value >> (8 * i));
+  return out;
 }
 
 /// Reads one byte. Throws DataError if none is left.
@@ -55,7 +65,7 @@ inline uint32_t decodeUint16(uint16_t& out, const unsigned char* data, uint32_t 
 /// Reads a big-endian 24-bit integer. Throws DataError if fewer than 3 bytes are left.
 inline uint32_t decodeUint24(uint32_t& out, const unsigned char* data, uint32_t length, uint32_t offset) {
   const uint32_t next = checkRead("uint24_t", 3, length, offset);
-  out = uint32_t{data[offset]} << 16 | loadUint16(data + offset + 1);
+  out = loadUint24(data + offset);
   return next;
 }
 
@@ -94,15 +104,12 @@ void encodeUint32(Bytes& buffer, uint32_t value);
 void encodeUint64(Bytes& buffer, uint64_t value);
 
 /// Stores a big-endian 32-bit integer at `out`. Returns the end of what it wrote.
-inline unsigned char* writeUint32(unsigned char* out, uint32_t value) {
-  for (int shift = 24; shift >= 0; shift -= 8) *out++ = static_cast<unsigned char>(value >> shift);
-  return out;
-}
+inline unsigned char* writeUint32(unsigned char* out, uint32_t value) { return writeBigEndian<4>(out, value); }
 
 /// Appends 7 bits a byte, least significant group first, the high bit set on every byte but the last: 1 to 10 bytes.
 void encodeUintVle(Bytes& buffer, uint64_t value);
 
-/// "00" to "99": two digits at a time halve the divisions, which are most of the cost of a number.
+/// "00" to "99", for numbers of a fixed width, as the parts of a time stamp are.
 inline constexpr auto DigitPairs = [] {
   std::array<char, 200> pairs{};
   for (size_t i = 0; i < 100; ++i) {

@@ -70,7 +70,7 @@ static constexpr auto HexPairs = [] {
   return pairs;
 }();
 
-/// Without a branch on the number of digits, which nothing foretells: all four are shifted to where the first belongs.
+/// Without a branch on the number of digits, as in data::writeUint(): all four are shifted to where the first belongs.
 static unsigned char* writeGroup(unsigned char* out, const unsigned char* group) {
   const auto missing = static_cast<uint32_t>(std::countl_zero(data::loadUint16(group)) / 4);
   const uint32_t dropped = missing - missing / 4;  // one digit stays of a zero

@@ -1,25 +1,37 @@
 #include "log/log.h"
 
-#include <cstdio>
+#include <string_view>
+
+#include "log/LogStream.h"
 
 namespace ns::log {
 
 std::mutex mtx;
 
-// In one piece: under run-stdout the events go to standard output too, and they do not take the mutex.
-static void writeLine(std::FILE* stream, const char* prefix, const std::string& message) {
-  const std::string line = prefix + message + '\n';
+static void writeLine(LogStream& stream, std::string_view prefix, const std::string& message) {
+  std::string line;
+  line.reserve(prefix.size() + message.size() + 1);
+  line.append(prefix).append(message).append("\n");
   const std::lock_guard lock(mtx);
-  std::fwrite(line.data(), 1, line.size(), stream);
-  std::fflush(stream);
+  stream.write(line);
+}
+
+static LogStream& output() {
+  static LogStream stream(stdout);
+  return stream;
+}
+
+static LogStream& errors() {
+  static LogStream stream(stderr);
+  return stream;
 }
 
 void init(bool /*unused*/) {}
 
-void info(const std::string& message) { writeLine(stdout, "[INFO] ", message); }
+void info(const std::string& message) { writeLine(output(), "[INFO] ", message); }
 
-void warn(const std::string& message) { writeLine(stdout, "[WARN] ", message); }
+void warn(const std::string& message) { writeLine(output(), "[WARN] ", message); }
 
-void error(const std::string& message) { writeLine(stderr, "[ERROR] ", message); }
+void error(const std::string& message) { writeLine(errors(), "[ERROR] ", message); }
 
 }  // namespace ns::log

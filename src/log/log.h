@@ -5,6 +5,10 @@
 
 // The whole logging facility: one line a call, flushed at once, with no time stamp and no filter. Supervisors such as
 // systemd add the time. Any thread may call it at any time.
+//
+// A line waits for its reader for a second at the most, so that a log that nobody reads (a pager, a container's log
+// that is blocked) never stops the daemon. Then it is dropped, and until a line goes out again others don't wait at
+// all. In front of that line stands "[WARN] Log: <n> lines were dropped, as nobody read them".
 namespace ns::log {
 
 /// Held for the length of one line's output, for all levels together, so that lines never mix and keep their order.

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -133,13 +134,15 @@ static int moveOffZero(int descriptor) {
   return moved;
 }
 
-std::unique_ptr<Socket> Socket::accept() {
+std::unique_ptr<Socket> Socket::accept(const std::function<bool(uint32_t)>& isTaken) {
   const int descriptor = ::accept4(handle, nullptr, nullptr, SOCK_CLOEXEC);
   if (descriptor == -1) {
     if (errno == EAGAIN) return nullptr;
     fail("accept()", errno);
   }
-  auto accepted = std::make_unique<Socket>(acceptCount, config, moveOffZero(descriptor));
+  const int usable = moveOffZero(descriptor);
+  while (isTaken && isTaken(acceptCount)) ++acceptCount;
+  auto accepted = std::make_unique<Socket>(acceptCount, config, usable);
   ++acceptCount;
   accepted->configureSocket();
   return accepted;
@@ -208,12 +211,28 @@ void Socket::close() {
   held = false;
 }
 
+static int64_t steadyMilliseconds() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+void Socket::limitWaits() { limitedSince = steadyMilliseconds(); }
+
+// Of a time-out in seconds.
+uint64_t Socket::millisecondsLeft(unsigned int timeout) const {
+  const uint64_t whole = uint64_t{timeout} * 1000;
+  const int64_t since = limitedSince;
+  if (since == 0) [[likely]]
+    return whole;
+  return whole - std::min(whole, static_cast<uint64_t>(steadyMilliseconds() - since));
+}
+
 // poll(2), as select(2) knows no descriptor above 1023 and a daemon with a thousand connections has them. The failure
 // keeps the name of select, which log watchers match.
 bool Socket::wait(bool forRead, unsigned int timeout) {
   static constexpr uint64_t MaxSlice = 1'000'000'000;  // milliseconds; poll takes an int
   pollfd entry{handle, static_cast<short>(forRead ? POLLIN : POLLOUT), 0};
-  for (uint64_t left = uint64_t{timeout} * 1000; left != 0;) {
+  for (uint64_t left = millisecondsLeft(timeout); left != 0;) {
     if (entry.fd < 0) fail("select()", EBADF);  // poll would pass it over
     const uint64_t slice = std::min(left, MaxSlice);
     const int ready = ::poll(&entry, 1, static_cast<int>(slice));
@@ -244,13 +263,19 @@ unsigned int Socket::tryReceive(unsigned char* buffer, unsigned int length) {
   return count < 0 && mustWait(errno) ? 0 : checkReceived(count);
 }
 
-// In a busy stream the bytes are mostly there already, and asking first would double the system calls.
-unsigned int Socket::readsome(unsigned char* buffer, unsigned int length) {
-  if (config.readTimeout != 0) {
+// In a busy stream the bytes are mostly there already, and asking first would double the system calls. With no time
+// left not even a look is allowed.
+unsigned int Socket::readInTime(unsigned char* buffer, unsigned int length) {
+  if (millisecondsLeft(config.readTimeout) != 0) {
     if (const unsigned int count = tryReceive(buffer, length); count != 0) return count;
   }
-  if (wait(true, config.readTimeout)) failText("recv() failed: wait() timed out");
-  return receive(buffer, length);
+  return wait(true, config.readTimeout) ? 0 : receive(buffer, length);
+}
+
+unsigned int Socket::readsome(unsigned char* buffer, unsigned int length) {
+  const unsigned int count = readInTime(buffer, length);
+  if (count == 0) failText("recv() failed: wait() timed out");
+  return count;
 }
 
 void Socket::sendblock(const unsigned char* buffer, unsigned int length, bool more) {
@@ -277,6 +302,13 @@ void Socket::push() {
   held = false;
   const int on = 1;
   ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // sends all that is queued, see tcp(7)
+}
+
+void Socket::dropUnread() {
+  std::array<unsigned char, 16384> bytes;
+  for (int i = 0; i < 64 && handle != 0; ++i) {
+    if (::recv(handle, bytes.data(), bytes.size(), MSG_DONTWAIT) <= 0) return;
+  }
 }
 
 unsigned int Socket::readsize() const {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "net/RemoteEndpoint.h"
@@ -14,7 +15,8 @@ namespace ns::net {
 /// A stream socket, Unix-domain or TCP, listening or connected, on a non-blocking descriptor. All waiting is bounded by
 /// the configuration's time-outs. Failures are SocketErrors; no system call is tried again after EINTR.
 ///
-/// One thread at a time uses a socket. Any other may call isConnected() and getRemoteEndpoint() meanwhile.
+/// One thread at a time uses a socket. Any other may call isConnected(), getRemoteEndpoint() and limitWaits()
+/// meanwhile.
 ///
 /// Descriptor 0 marks a socket that is not open, throughout.
 class Socket {
@@ -30,8 +32,9 @@ class Socket {
   /// Opens a listening socket; does nothing if the socket is open. After a failure the socket may be left open half-way
   /// and useless: close() it before the next attempt. The same holds for connect() to anything but a host name.
   void listen();
-  /// Takes one pending connection, null if there is none. Accepted sockets have the ids 0, 1, 2 and so on.
-  std::unique_ptr<Socket> accept();
+  /// Takes one pending connection, null if there is none. Accepted sockets have the ids 0, 1, 2 and so on; behind the
+  /// largest number it goes on at 0, and an id that `isTaken` tells to be in use is passed over.
+  std::unique_ptr<Socket> accept(const std::function<bool(uint32_t)>& isTaken = nullptr);
   /// Connects; does nothing if the socket is open. Of a host name each address of the configured family is tried in
   /// turn, with a warning in the log for each that fails.
   void connect();
@@ -41,10 +44,16 @@ class Socket {
   /// Waits until the socket can be read or written, for at most `timeout` seconds. Returns true if it timed out, with a
   /// `timeout` of 0 at once and without looking.
   bool wait(bool forRead, unsigned int timeout);
+  /// From now on and for good, waits end as if all of them had begun at this call, and reads and writes whose time-out
+  /// is over fail: whoever sends or takes a byte now and then can't hold up a worker that is to stop. Waits in progress
+  /// end in their own time. Called again, the time-outs begin anew: for the next step of an orderly end. Any thread.
+  void limitWaits();
 
   /// Reads what there is, up to `length` bytes, waiting up to the read time-out for the first of them. Returns the
   /// number of bytes, at least 1: a connection closed by the peer is a failure.
   unsigned int readsome(unsigned char* buffer, unsigned int length);
+  /// As readsome(), but returns 0 if nothing came in time.
+  unsigned int readInTime(unsigned char* buffer, unsigned int length);
   /// The lower half of readsome(), for a caller whose own wait just said readable: nothing there is a failure too.
   unsigned int receive(unsigned char* buffer, unsigned int length);
   /// As receive(), but returns 0 if nothing is there.
@@ -56,6 +65,10 @@ class Socket {
   void sendblock(const unsigned char* buffer, unsigned int length, bool more = false);
   /// Sends what `more` held back; does nothing if nothing was.
   void push();
+  /// Drops what has come and was not read, up to a megabyte and without waiting. To be called before close() where what
+  /// was sent shall still arrive: Linux resets a connection that is closed on unread bytes, and throws away what it has
+  /// not sent yet (RFC 2525, 2.17).
+  void dropUnread();
 
   /// The number of bytes that wait to be read; 0 if that cannot be told.
   unsigned int readsize() const;
@@ -82,10 +95,12 @@ class Socket {
   void connectTo(const SocketAddress& address);
   void connectByName();
   bool connectToResult(const SocketAddress& address);
+  uint64_t millisecondsLeft(unsigned int timeout) const;
 
   const unsigned int id;
   const SocketConfig config;
-  std::atomic<int32_t> handle{0};  // written by the owning thread, read by the metrics thread too
+  std::atomic<int32_t> handle{0};        // written by the owning thread, read by the metrics thread too
+  std::atomic<int64_t> limitedSince{0};  // milliseconds of the steady clock; 0 before limitWaits()
   uint32_t acceptCount = 0;
   bool held = false;  // the kernel may hold back bytes that were sent with `more`
 };

@@ -24,6 +24,10 @@ void WorkerThread::start(std::function<void()> entry) {
   started = true;
 }
 
+bool WorkerThread::hasEnded() const {
+  return !started || ended.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
 void WorkerThread::join() {
   if (thread.joinable()) thread.join();
 }

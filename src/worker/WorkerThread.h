@@ -21,6 +21,9 @@ class WorkerThread {
 
   bool isStarted() const { return started; }
 
+  /// Whether `entry` has returned, or was never started.
+  bool hasEnded() const;
+
   /// Waits for the end of the thread, if there is one that was not joined yet.
   void join();
 

@@ -89,6 +89,8 @@ TEST(Socket, SetsUpBothEndsAndKnowsItsPeer) {
     EXPECT_EQ(0U, pair.server->getId());
     pair.connect();
     EXPECT_EQ(1U, pair.server->getId());
+    pair.connect([](uint32_t id) { return id == 2 || id == 3; });
+    EXPECT_EQ(4U, pair.server->getId()) << "an id in use is passed over";
     EXPECT_EQ(nullptr, pair.listener->accept());
     EXPECT_EQ("accept() failed: Invalid argument", failureOf([&] { pair.client->accept(); }));
     const auto peer = pair.client->getRemoteEndpoint();

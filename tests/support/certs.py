@@ -19,6 +19,7 @@ class Certs:
         self.signed("misnamed", "ca", "subjectAltName=DNS:elsewhere.example")
         self.signed("foreign", "stranger", LOCAL)
         self.signed("expired", "ca", LOCAL, "-days", "-1")
+        self.openssl("pkey", "-aes256", "-passout", "pass:x", "-in", "server.key", "-out", "encrypted.key")
 
     def __getitem__(self, name):
         return f"{self.directory}/{name}"

@@ -16,6 +16,9 @@ import pytest
 BINARY = os.environ["WIRELARK"]
 GROUP = grp.getgrgid(os.getgid()).gr_name
 UNIX = f"listener unix dnstap.sock group={GROUP}"
+# The table of all keys of the configuration, in the order of reading.
+with open(os.path.join(os.path.dirname(__file__), "../../src/app/config/keys.h"), encoding="ascii") as table:
+    KEYS = re.findall(r'\.name = "([a-z-]+)"', table.read())
 # Sanitized builds: a failed allocation is one of the cases.
 for sanitizer in ("ASAN", "TSAN"):
     os.environ[sanitizer + "_OPTIONS"] = os.environ.get(sanitizer + "_OPTIONS", "") + " allocator_may_return_null=1"
@@ -32,11 +35,11 @@ def new_home(files=()):
 
 
 class Daemon:
-    """One run in a directory of its own. Used as a context it is asked to stop at the end; `ends_cleanly` sees it through."""
+    """One run in a directory of its own. A context ends with asking it to stop; `ends_cleanly` sees it through."""
 
     ending = []
 
-    def __init__(self, *config, verb="run", home=None, started=True, terminal=False, **popen):
+    def __init__(self, *config, verb="run", home=None, started=True, terminal=False, before=(), **popen):
         self.home = home or new_home()
         self.path = self.home.name
         self.config = self.path + "/wirelark.conf"
@@ -46,14 +49,17 @@ class Daemon:
             text += "\nmetrics-interval 4000000000"
         with open(self.config, "w", encoding="latin-1") as file:
             file.write(text + "\n")
-        ours, theirs = pty.openpty() if terminal else os.pipe()  # a terminal makes events on standard output show at once
+        # A terminal makes events on standard output show at once.
+        ours, theirs = pty.openpty() if terminal else os.pipe()
         if terminal:
             tty.setraw(theirs)
-        self.process = subprocess.Popen([BINARY, verb, self.config], stdout=theirs, stderr=theirs, **popen)
+        self.process = subprocess.Popen([*before, BINARY, verb, self.config], stdout=theirs, stderr=theirs, **popen)
         os.close(theirs)
         self.pid = self.process.pid
         self.lines = []
         self.news = threading.Condition()
+        self.reading = threading.Event()  # cleared, nobody reads the log
+        self.reading.set()
         self.reader = threading.Thread(target=self.read, args=(os.fdopen(ours, "rb"),), daemon=True)
         self.reader.start()
         if started:
@@ -63,6 +69,7 @@ class Daemon:
         """Both streams come through one pipe, so `lines` has them in the order of time."""
         try:
             for line in stream:
+                self.reading.wait()
                 with self.news:
                     self.lines.append(line.decode("latin-1").rstrip("\n"))
                     self.news.notify_all()
@@ -128,7 +135,7 @@ class Daemon:
         return reports
 
     def next_report(self):
-        """Waits for a report that begins after this call, so that all that was done before stands in it or before it."""
+        """Waits for a report that begins after this call: all that was done before stands in it or before it."""
         self.wait("[INFO] Metrics: ", count=len(self.find("[INFO] Metrics: ")) + 1)
         return self.reports()[-1]
 

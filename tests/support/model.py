@@ -1,5 +1,5 @@
 """What a record must become in a text format, worked out a second time: from dnspython's parse of the packet and by
-texts of our own, as the output differs from dnspython's presentation in escapes, in capitals and in the generic form."""
+texts of our own, as the output differs from dnspython's presentation in escapes, capitals and the generic form."""
 
 import base64
 import calendar
@@ -59,7 +59,8 @@ def bitmap(windows):
 
 
 def service(key, value):
-    texts = {1: lambda: ",".join(escaped(i) for i in value.ids), 3: lambda: value.port, 4: lambda: ",".join(value.addresses),
+    texts = {1: lambda: ",".join(escaped(i) for i in value.ids), 3: lambda: value.port,
+             4: lambda: ",".join(value.addresses),
              5: lambda: base64text(value.ech), 6: lambda: ",".join(ipv6(socket.inet_pton(socket.AF_INET6, a))
                                                                    for a in value.addresses)}
     names = {1: "alpn", 3: "port", 4: "ipv4hint", 5: "ech", 6: "ipv6hint"}
@@ -69,7 +70,8 @@ def service(key, value):
 class Model:
     """Maps a record to its bytes in the output; `options` are the settings that shape them."""
 
-    def __init__(self, form="json", extended=False, rfc3164=False, host=None, pid=0, priority=30, mode="all", suffixes=(),
+    def __init__(self, form="json", extended=False, rfc3164=False, host=None, pid=0, priority=30, mode="all",
+                 suffixes=(),
                  dot=True):
         self.form, self.extended, self.rfc3164, self.pid, self.priority = form, extended, rfc3164, pid, priority
         self.host = socket.gethostname() if host is None else host
@@ -100,17 +102,21 @@ class Model:
     def rdata(self, rd):
         name, kind = self.name, rd.rdtype.name if rd.rdtype < 65280 else ""
         forms = {
-            "A": lambda: rd.address, "AAAA": lambda: ipv6(rd.to_wire()), "TXT": lambda: " ".join(f'"{escaped(s)}"' for s in rd.strings),
-            "SOA": lambda: f"{name(rd.mname)} {name(rd.rname)} {rd.serial} {rd.refresh} {rd.retry} {rd.expire} {rd.minimum}",
+            "A": lambda: rd.address, "AAAA": lambda: ipv6(rd.to_wire()),
+            "TXT": lambda: " ".join(f'"{escaped(s)}"' for s in rd.strings),
+            "SOA": lambda: f"{name(rd.mname)} {name(rd.rname)} {rd.serial} {rd.refresh} {rd.retry} {rd.expire} "
+                           f"{rd.minimum}",
             "MX": lambda: f"{rd.preference} {name(rd.exchange)}",
             "SRV": lambda: f"{rd.priority} {rd.weight} {rd.port} {name(rd.target)}",
             "DS": lambda: f"{rd.key_tag} {int(rd.algorithm)} {rd.digest_type} {rd.digest.hex().upper()}",
             "DNSKEY": lambda: f"{int(rd.flags)} {rd.protocol} {int(rd.algorithm)} {base64text(rd.key)}",
-            "RRSIG": lambda: f"{rr_type(rd.type_covered)} {int(rd.algorithm)} {rd.labels} {rd.original_ttl} {stamp(rd.expiration)}"
+            "RRSIG": lambda: f"{rr_type(rd.type_covered)} {int(rd.algorithm)} {rd.labels} {rd.original_ttl} "
+                             f"{stamp(rd.expiration)}"
                              f" {stamp(rd.inception)} {rd.key_tag} {name(rd.signer)} {base64text(rd.signature)}",
             "NSEC3": lambda: f"{rd.algorithm} {rd.flags} {rd.iterations} {rd.salt.hex().upper() or '-'}"
                              f" {base64.b32hexencode(rd.next).decode().rstrip('=')}{bitmap(rd.windows)}",
-            "HTTPS": lambda: f"{rd.priority} {name(rd.target)}" + "".join(service(k, v) for k, v in sorted(rd.params.items())),
+            "HTTPS": lambda: f"{rd.priority} {name(rd.target)}"
+                     + "".join(service(k, v) for k, v in sorted(rd.params.items())),
         }
         if kind in ("NS", "CNAME", "PTR", "DNAME"):
             return name(rd.target)
@@ -126,7 +132,8 @@ class Model:
             return f'{{"timestamp":"{iso}","host":{json(self.host)},"schema":1,"type":'
         if self.rfc3164:
             month = calendar.month_abbr[at.tm_mon]
-            return f"<{self.priority}>{month} {at.tm_mday:2d} {time.strftime('%H:%M:%S', at)} {self.host} wirelark[{self.pid}]: "
+            return (f"<{self.priority}>{month} {at.tm_mday:2d} {time.strftime('%H:%M:%S', at)} {self.host} "
+                    f"wirelark[{self.pid}]: ")
         return f"<{self.priority}>1 {iso} {self.host} wirelark {self.pid} - - "
 
     def event(self, record, error=None):
@@ -142,7 +149,8 @@ class Model:
         client, server = (address(f.get(who + "_address", b""), family) for who in ("query", "response"))
         error = error or f.get("error")
         if error and self.form == "json":
-            return (f'{head}"error","data":{{"client":"{client}","server":"{server}","port":{port},"size":{len(packet)},'
+            return (f'{head}"error","data":{{"client":"{client}","server":"{server}","port":{port},'
+                    f'"size":{len(packet)},'
                     f'"packet":"{packet.hex().upper()}","text":{json(error)}}}}}\n')
         if error:
             return (f"{head}errors: {error}: client {client}#{port}: server {server}: packet \\# {len(packet)} "
@@ -157,7 +165,8 @@ class Model:
 
         def section(rrsets, hidden=()):
             return ",".join(
-                f'{{"name":{json(n)},{domain("domain", n)}"ttl":{r.ttl},"rrclass":"{CLASSES.get(r.rdclass, f"CLASS{int(r.rdclass)}")}",'
+                f'{{"name":{json(n)},{domain("domain", n)}"ttl":{r.ttl},'
+                f'"rrclass":"{CLASSES.get(r.rdclass, f"CLASS{int(r.rdclass)}")}",'
                 f'"rrtype":"{rr_type(r.rdtype)}","data":{json(self.rdata(r[0]))}}}'
                 for r in rrsets if r.rdtype not in hidden for n in [self.name(r.name)])
 
@@ -169,8 +178,10 @@ class Model:
         response = side == "response"
         shown = flags(rd=0x100, ra=0x80, aa=0x20, tc=0x200) if response else flags(rd=0x100)
         text = (f'"{SENDERS[(kind - 1) // 2]}-{side}","data":{{"client":"{client}","server":"{server}","port":{port},'
-                f'"proto":"{PROTOCOLS.get(proto & 65535, f"PROTO{proto & 65535}")}","size":{size},"txid":{message.id},"flags":{{{shown}}},'
-                f'"qname":{json(name)},{domain("qdomain", name)}"qclass":"{CLASSES.get(q.rdclass, f"CLASS{int(q.rdclass)}")}",'
+                f'"proto":"{PROTOCOLS.get(proto & 65535, f"PROTO{proto & 65535}")}","size":{size},"txid":{message.id},'
+                f'"flags":{{{shown}}},'
+                f'"qname":{json(name)},{domain("qdomain", name)}'
+                f'"qclass":"{CLASSES.get(q.rdclass, f"CLASS{int(q.rdclass)}")}",'
                 f'"qtype":"{rr_type(q.rdtype)}"')
         if response:
             text += (f',"rcode":"{RCODES[message.flags & 15]}","answers":[{section(message.answer)}],'
@@ -187,8 +198,10 @@ class Model:
 
         q = message.question[0]
         who = SENDERS[(kind - 1) // 2]
-        text = (f"queries: {'client' if who == 'auth' else who} {client}#{port}" + (f" %{message.id}" if self.extended else "")
-                + f": {side}: {named(q.name)}{classed(q)}{'+' if message.flags & 0x100 else '-'}{'T' if proto in (2, 3, 4, 6) else ''}"
+        text = (f"queries: {'client' if who == 'auth' else who} {client}#{port}"
+                + (f" %{message.id}" if self.extended else "")
+                + f": {side}: {named(q.name)}{classed(q)}{'+' if message.flags & 0x100 else '-'}"
+                f"{'T' if proto in (2, 3, 4, 6) else ''}"
                 f" ({server or '<unknown>'}" + (f" {size}b)" if self.extended else ")"))
         if side == "response":
             text += f" {RCODES[message.flags & 15]}" + "".join(

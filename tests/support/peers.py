@@ -39,7 +39,8 @@ class Stream:
         end = time.monotonic() + deadline
         while not done():
             if not self.fill(0.2) and not done():
-                assert self.closed is None and time.monotonic() < end, f"{self.closed} after {bytes(self.data[-300:])!r}"
+                last = bytes(self.data[-300:])
+                assert self.closed is None and time.monotonic() < end, f"{self.closed} after {last!r}"
                 if nudge:
                     nudge()
 
@@ -75,7 +76,7 @@ def connected(family, address, deadline=10):
         try:
             sock.connect(address)
             return sock
-        except (FileNotFoundError, ConnectionRefusedError, BlockingIOError):  # the last: a full backlog of a Unix listener
+        except (FileNotFoundError, ConnectionRefusedError, BlockingIOError):  # or a Unix listener's backlog is full
             sock.close()
             if time.monotonic() > end:
                 raise
@@ -86,7 +87,8 @@ class Sender(Stream):
     """A DNS server's side. `sent` lists all records that went out, nudges too."""
 
     def __init__(self, address, tls=None, bidirectional=True, hello=True):
-        family = socket.AF_UNIX if isinstance(address, str) else socket.AF_INET6 if ":" in address[0] else socket.AF_INET
+        family = socket.AF_INET6 if ":" in address[0] else socket.AF_INET
+        family = socket.AF_UNIX if isinstance(address, str) else family
         sock = connected(family, address)
         if family != socket.AF_UNIX:
             sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
@@ -157,7 +159,8 @@ def deliver(sender, stream, expected, deadline=15):
 def same(got, expected):
     """Equal bytes, or a message that shows where they part."""
     at = next((i for i, pair in enumerate(zip(got, expected)) if pair[0] != pair[1]), min(len(got), len(expected)))
-    assert got == expected, f"at byte {at}:\n{got[max(0, at - 200):at + 80]!r}\nnot\n{expected[max(0, at - 200):at + 80]!r}"
+    assert got == expected, (f"at byte {at}:\n{got[max(0, at - 200):at + 80]!r}\nnot\n"
+                             f"{expected[max(0, at - 200):at + 80]!r}")
 
 
 def free_port():

@@ -5,7 +5,6 @@ Each server lives in a directory of its own and on a port where nothing else is;
 
 import os
 import pathlib
-import random
 import shutil
 import signal
 import socket
@@ -18,24 +17,11 @@ import dns.query
 import pytest
 
 from support import wire
+from support.peers import free_port
 
 LOCAL = "127.0.0.1"
 UNPACKED = pathlib.Path(__file__).parents[2] / "build/peers"  # where ./dev puts programs that can't be installed
 SEARCH = os.pathsep.join([os.environ["PATH"], "/usr/sbin", f"{UNPACKED}/usr/sbin"])
-
-
-def free_port():
-    """A port for UDP and TCP, from below the range that the system gives to clients, which come and go meanwhile."""
-    while True:
-        port = random.randint(10000, 32000)
-        with socket.socket(type=socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
-            try:
-                udp.bind((LOCAL, port))
-                tcp.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-                tcp.bind((LOCAL, port))
-                return port
-            except OSError:
-                pass
 
 
 def wait_for(done, what, deadline=15):
@@ -167,7 +153,8 @@ def bind(home, tap, zone, extra="recursion no;", forward=""):
     source = forward or 'zone "zone.example" { type primary; file "zone"; };'
     config = write(home, "named.conf", f"""
 options {{
-  directory "{home}"; listen-on port {port} {{ {LOCAL}; }}; listen-on-v6 {{ none; }}; pid-file none; session-keyfile none;
+  directory "{home}"; listen-on port {port} {{ {LOCAL}; }}; listen-on-v6 {{ none; }}; pid-file none;
+  session-keyfile none;
   dnssec-validation no; minimal-responses yes; {extra}
   dnstap {{ all; }}; dnstap-output unix "{tap}";
 }};
@@ -242,7 +229,8 @@ log {{
 class Client:
     """Asks a server; `records` is what its dnstap must say of all that was asked, times apart.
 
-    `kinds` has the message types of a query with or without RD and of its response, 0 for one that the daemon refuses.
+    `kinds` has the message types of a query with or without RD and of its response: 0 for one that the daemon refuses,
+    None for one that the server does not tell.
     """
 
     def __init__(self, port, kinds=lambda recurse: (5, 6)):
@@ -266,12 +254,13 @@ class Client:
         port, response = self.exchange(query, tcp)
         for number, side, message in zip(self.kinds(recurse), ("query", "response"), (query, response)):
             address = socket.inet_aton(LOCAL)
-            self.refused += not number
+            self.refused += number == 0
             self.records += number and [wire.record(**{
                 "type": number, "socket_family": 1, "socket_protocol": 1 + tcp, "query_address": address,
-                "response_address": address, "query_port": port, f"{side}_time_sec": 1, f"{side}_message": message})] or []
+                "response_address": address, "query_port": port, f"{side}_time_sec": 1,
+                f"{side}_message": message})] or []
         return dns.message.from_wire(response)
 
     def nudge(self):
-        """Makes the server tell something more, to see behind what is held back in between; it is no part of `records`."""
+        """Makes the server tell something more, to see behind what it holds back; it is no part of `records`."""
         self.exchange(dns.message.make_query("probe.", "A").to_wire(), False)

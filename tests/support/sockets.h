@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -35,11 +36,11 @@ struct TcpPair {
     connect();
   }
   /// Replaces both ends by those of a new connection.
-  void connect() {
+  void connect(const std::function<bool(uint32_t)>& isTaken = nullptr) {
     client->close();
     client->connect();
     listener->wait(true, 1);
-    server = listener->accept();
+    server = listener->accept(isTaken);
   }
   ns::net::SocketConfig config;
   std::unique_ptr<ns::net::Socket> listener, client, server;

@@ -1,4 +1,4 @@
-"""dnstap records and Frame Streams frames, written by hand so that any field can stand anywhere, also where it must not."""
+"""dnstap records and Frame Streams frames, by hand, so that any field can stand anywhere, also where it must not."""
 
 import struct
 
@@ -7,7 +7,8 @@ ACCEPT, START, STOP, READY, FINISH = 1, 2, 3, 4, 5
 
 # Fields of dnstap.Message: number and wire type (0 varint, 2 bytes, 5 fixed32).
 MESSAGE = {
-    "type": (1, 0), "socket_family": (2, 0), "socket_protocol": (3, 0), "query_address": (4, 2), "response_address": (5, 2),
+    "type": (1, 0), "socket_family": (2, 0), "socket_protocol": (3, 0), "query_address": (4, 2),
+    "response_address": (5, 2),
     "query_port": (6, 0), "response_port": (7, 0), "query_time_sec": (8, 0), "query_time_nsec": (9, 5),
     "query_message": (10, 2), "query_zone": (11, 2), "response_time_sec": (12, 0), "response_time_nsec": (13, 5),
     "response_message": (14, 2),
@@ -29,7 +30,8 @@ def varint(value):
 
 
 def field(number, kind, value):
-    body = {0: varint, 1: lambda v: struct.pack("<Q", v), 2: lambda v: varint(len(v)) + v, 5: lambda v: struct.pack("<I", v)}
+    body = {0: varint, 1: lambda v: struct.pack("<Q", v), 2: lambda v: varint(len(v)) + v,
+            5: lambda v: struct.pack("<I", v)}
     return varint(number << 3 | kind) + body[kind](value)
 
 

@@ -6,6 +6,7 @@ import re
 import socket
 import ssl
 import stat
+import subprocess
 import time
 
 import pytest
@@ -35,24 +36,31 @@ RECEIVER = {
     "half a frame, then the end": ([START, wire.frame(b"12345678")[:9]], "close", CUT),
     "idle": ([START, wire.frame(b"a")], "", "Connection timed out"),
     "another protocol": ([b"GET / HTTP/1.1\r\n\r\n"], "", "Expected control message preamble of 0 but got 1195725856"),
-    "a control frame past the limit": ([wire.word(0, 65537)], "", "Control frame length 65537 is larger than the configured limit 65536"),
+    "a control frame past the limit": ([wire.word(0, 65537)], "",
+                                       "Control frame length 65537 is larger than the configured limit 65536"),
     "START of another content type": ([wire.control(2, b"protobuf:dnstap.DnstaP")], "", NO_CONTENT_TYPE),
     "half a START": ([START[:20]], "close", CUT),
-    "a control frame without a type": ([wire.word(0, 3)], "", "Expected control message length of at least 4 bytes but got 3"),
+    "a control frame without a type": ([wire.word(0, 3)], "",
+                                       "Expected control message length of at least 4 bytes but got 3"),
     "START without content type": ([wire.word(0, 4, 2)], "", NO_CONTENT_TYPE),
     "START of half a content type": ([wire.word(0, 13, 2, 1, 1) + b"p"], "", NO_CONTENT_TYPE),
     "an unknown field past the end": ([wire.word(0, 13, 2, 2, 22) + b"p"], "", NO_CONTENT_TYPE),
     "a content type past the end that starts wrong": ([wire.word(0, 13, 2, 1, 22) + b"q"], "", NO_CONTENT_TYPE),
-    "a content type past the end": ([wire.word(0, 13, 2, 1, 22) + b"p"], "", "Control field of 22 bytes at offset 12" + PAST.format(13)),
+    "a content type past the end": ([wire.word(0, 13, 2, 1, 22) + b"p"], "",
+                                    "Control field of 22 bytes at offset 12" + PAST.format(13)),
     "a field that leads back to itself": ([wire.word(0, 12, 2, 2, 2**32 - 8)], "",
                                           "Control field of 4294967288 bytes at offset 12" + PAST.format(12)),
-    "a field that wraps around": ([wire.word(0, 12, 2, 2, 2**32 - 1)], "", "Read uint32_t failed: Offset 11 + 4" + BOUNDS.format(12)),
-    "a field that is cut off": ([wire.word(0, 6, 2) + b"\0\0"], "", "Read uint32_t failed: Offset 4 + 4" + BOUNDS.format(6)),
+    "a field that wraps around": ([wire.word(0, 12, 2, 2, 2**32 - 1)], "",
+                                  "Read uint32_t failed: Offset 11 + 4" + BOUNDS.format(12)),
+    "a field that is cut off": ([wire.word(0, 6, 2) + b"\0\0"], "",
+                                "Read uint32_t failed: Offset 4 + 4" + BOUNDS.format(6)),
     "STOP first": ([wire.control(3, wire.CONTENT_TYPE)], "", "Unexpected control message type 3"),
     "READY twice": ([READY, READY], "", "Unexpected control message type 4"),
     "START in the data": ([START, wire.frame(b"a"), START], "", "Unexpected control message type 2"),
-    "a frame past the limit": ([START, wire.word(262145)], "", "Data frame length 262145 is larger than the configured limit 262144"),
-    "a frame past the ring": ([START, wire.frame(bytes(900))], "ring", "value length 900 is larger than the size of the queue 900"),
+    "a frame past the limit": ([START, wire.word(262145)], "",
+                               "Data frame length 262145 is larger than the configured limit 262144"),
+    "a frame past the ring": ([START, wire.frame(bytes(900))], "ring",
+                              "value length 900 is larger than the size of the queue 900"),
 }
 
 
@@ -82,14 +90,15 @@ def test_a_peer_that_breaks_the_rules_loses_its_own_connection(case, receivers):
         peer.sock.recv(1, socket.MSG_PEEK)  # a Unix socket resets by being closed on unread data, here the ACCEPT
     if then in ("close", "reset"):
         peer.sock.close()
-    daemon.wait("Process loop failed", count=len([line for line in daemon.lines[:before] if "Process loop failed" in line]) + 1)
+    daemon.wait("Process loop failed",
+                count=len([line for line in daemon.lines[:before] if "Process loop failed" in line]) + 1)
     number = re.search(r"Receiver\[(\d+)", daemon.find("Process loop failed")[-1])[1]
     daemon.wait(f"Receiver[{number}]: Finished process loop")
     assert [line for line in daemon.lines[before:] if "Metrics" not in line] == [
         "[INFO] Listener[0]: Handling connection", f"[INFO] Receiver[{number}]: Starting process loop",
         f"[INFO] Receiver[{number}]: Handling connection from uid={os.getuid()} gid={os.getgid()} pid={os.getpid()}",
-        f"[ERROR] Receiver[{number}]: Process loop failed: {text}", f"[INFO] Listener[0]: Receiver[{number}] Is finished",
-        f"[INFO] Receiver[{number}]: Finished process loop"]
+        f"[ERROR] Receiver[{number}]: Process loop failed: {text}",
+        f"[INFO] Listener[0]: Receiver[{number}] Is finished", f"[INFO] Receiver[{number}]: Finished process loop"]
     if not then:
         peer.until(lambda: peer.closed)
 
@@ -191,13 +200,15 @@ def test_a_target_that_spoils_the_opening():
                 stream.raw(answer)
         texts = [text for _, text in OPENING.values()] + ["connect() failed: Connection refused"]
         for number, text in enumerate(texts):
-            assert daemon.wait(f"Forwarder[{number}]: Connection error: ") == [f"[ERROR] Forwarder[{number}]: Connection error: {text}"]
+            told = f"Forwarder[{number}]: Connection error: "
+            assert daemon.wait(told) == [f"[ERROR] {told}{text}"]
         number = len(texts)
         assert daemon.wait(f"Forwarder[{number}]: Connection error: ")[0].startswith(
             f"[ERROR] Forwarder[{number}]: Connection error: Parse IPv6 address failed: ")
         assert "getaddrinfo(a..b/A) failed: " in daemon.wait(f"Forwarder[{number + 1}]: Connection error: ")[0]
         assert daemon.wait(f"[{number + 2}]: Connect", count=2) == [
-            f"[WARN] Socket[{number + 2}]: Connect to 127.0.0.1:{ports[-1]} failed: connect() failed: Connection refused",
+            f"[WARN] Socket[{number + 2}]: Connect to 127.0.0.1:{ports[-1]} failed: "
+            "connect() failed: Connection refused",
             f"[ERROR] Forwarder[{number + 2}]: Connection error: Failed to connect to any host"]
         begun = time.monotonic()
         daemon.stop()  # all of them are in their pause of ten seconds
@@ -214,7 +225,8 @@ def test_a_target_that_spoils_the_end():
             stream.raw(answer)
             stream.ended()
         daemon.ended()
-    assert daemon.find("ERROR") == ["[ERROR] Forwarder[1]: Connection error: Expected FINISH(5) control message but got 3"]
+    assert daemon.find("ERROR") == [
+        "[ERROR] Forwarder[1]: Connection error: Expected FINISH(5) control message but got 3"]
 
 
 def test_the_pause_after_a_failed_attempt_is_ten_seconds():
@@ -228,7 +240,8 @@ def test_the_pause_after_a_failed_attempt_is_ten_seconds():
 
 
 def records(*letters):
-    return [wire.Record(b"\x0a" + wire.varint(len(text)) + text) for text in (letter.encode() * 9 for letter in letters)]
+    return [wire.Record(b"\x0a" + wire.varint(len(text)) + text)
+            for text in (letter.encode() * 9 for letter in letters)]
 
 
 # With a batch size of 3 and events 1 to 5 sent, event 6 in hand: what returns, and what the next connection gets. The
@@ -244,7 +257,8 @@ RECOVERY = {
 def test_a_broken_connection(mode):
     returned, wanted, counted = RECOVERY[mode]
     collector = Collector()
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size=3 recovery={mode}", "message-format dnstap",
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size=3 recovery={mode}",
+                "message-format dnstap",
                 "metrics-interval 1") as daemon:
         sender = Sender(daemon.address(), bidirectional=False)
         held = collector.accept()
@@ -274,7 +288,7 @@ def test_a_broken_connection(mode):
 
 
 def test_a_failed_batch_of_text_comes_back_shifted(certs):
-    """A skipped record's bytes stay in the batch, so they come back in the place of as many bytes of the event behind."""
+    """A skipped record's bytes stay in the batch, so they come back in place of as many bytes of the event behind."""
     first, second, third = [r for r in Traffic(5).records(90) if len(r) % 2 == 0 and Model()([r])][:3]
     skipped = wire.Record(wire.NUDGE * (len(second) // 2))
     collector = Collector(tls=certs.context("server", server=True, verify=False))
@@ -297,7 +311,8 @@ def test_a_target_that_stops_reading():
     """The send times out, and the batch comes whole on the next connection, and once more from the queue's end."""
     collector = Collector()
     collector.listening.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} write-timeout=1 send-buffer-size=4096", "message-format dnstap") as daemon:
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} write-timeout=1 send-buffer-size=4096",
+                "message-format dnstap") as daemon:
         stuck = collector.accept()
         events = [wire.Record(b"%04d" % n * 250) for n in range(250)]
         sender = Sender(daemon.address())
@@ -313,7 +328,8 @@ def test_a_target_that_stops_reading():
 ALERT = r"SSL_do_handshake\(\) failed: SSL_get_error=1 \(error:[^;]*:"
 UNKNOWN = " failed: Unknown SSL error"
 NO_CIPHER = UNKNOWN + r" \(error:0A0000B9:SSL routines::no cipher match\)"
-NO_FILE = UNKNOWN + (r" \(error:80000002:system library::No such file or directory; error:10080002:BIO routines::system lib; "
+NO_FILE = UNKNOWN + (r" \(error:80000002:system library::No such file or directory; "
+                     r"error:10080002:BIO routines::system lib; "
                      r"error:0A080002:SSL routines::system lib\)")
 OLD = {"newest": ssl.TLSVersion.TLSv1_2}
 SERVER = {
@@ -325,25 +341,33 @@ SERVER = {
     "an old version": ({"name": "client", **OLD}, "tls-min-version=1.3", ALERT + r"unsupported protocol\)"),
     "the end": (None, "", r"recv\(\) failed: socket closed"),
     "another protocol": (wire.control(4), "", ALERT + r"wrong version number\)"),
-    "no certificate file": ({}, "tls-certificate-cert-file=no.pem", r"SSL_CTX_use_certificate_chain_file\(no.pem\)" + NO_FILE),
+    "no certificate file": ({}, "tls-certificate-cert-file=no.pem",
+                            r"SSL_CTX_use_certificate_chain_file\(no.pem\)" + NO_FILE),
     "no key file": ({}, "tls-certificate-key-file=no.key", r"SSL_CTX_use_PrivateKey_file\(no.key\)" + NO_FILE),
-    "another's key": ({}, "tls-certificate-key-file=DIR/client.key", r"SSL_CTX_use_PrivateKey_file\(.*/client.key\)" + UNKNOWN +
+    "another's key": ({}, "tls-certificate-key-file=DIR/client.key",
+                      r"SSL_CTX_use_PrivateKey_file\(.*/client.key\)" + UNKNOWN +
                       r" \(error:05800074:x509 certificate routines::key values mismatch\)"),
+    "an encrypted key, which nobody is asked to open": (
+        {}, "tls-certificate-key-file=DIR/encrypted.key",
+        r"SSL_CTX_use_PrivateKey_file\(.*/encrypted.key\)" + UNKNOWN +
+        r" \(error:.*unable to get passphrase;.*\)"),
     "no authorities": ({}, "tls-validate-ca-file=no.pem", r"SSL_CTX_load_verify_locations\(no.pem\)" + NO_FILE.replace(
-        "system lib; error:0A080002:SSL routines", "no such file; error:05880002:x509 certificate routines").replace("080002", "000080")),
+        "system lib; error:0A080002:SSL routines",
+        "no such file; error:05880002:x509 certificate routines").replace("080002", "000080")),
     "unknown ciphers": ({}, "tls-cipher-list=A:B", r"SSL_CTX_set_cipher_list\(A:B\)" + NO_CIPHER),
     "unknown cipher suites": ({}, "tls-cipher-suites=C", r"SSL_CTX_set_ciphersuites\(C\)" + NO_CIPHER),
     "an unknown lowest version": ({}, "tls-min-version=1.1", "Parse minimum TLS version" + UNKNOWN),
     "an unknown highest version": ({}, "tls-max-version=2", "Parse maximum TLS version" + UNKNOWN),
 }
-# The forwarder's options, its target's certificate (a context's options, bytes instead of TLS), the words ("": no failure).
+# The forwarder's options, its target's certificate (a context's options, bytes instead of TLS), the words ("": none).
 CLIENT = {
     "an unknown authority": ("", {"name": "server"}, ALERT + r"certificate verify failed\)"),
     "another name": ("CA", {"name": "misnamed"}, ALERT + r"certificate verify failed\)"),
     "another name, which is asked for": ("CA tls-validate-server-name=elsewhere.example", {"name": "misnamed"}, ""),
     "another name, which does not matter": ("tls-validate=off", {"name": "misnamed"}, ""),
     "an expired certificate": ("CA", {"name": "expired"}, ALERT + r"certificate verify failed\)"),
-    "no client certificate": ("CA tls-max-version=1.2", {"name": "server", "verify": True}, ALERT + r"sslv3 alert handshake failure\)"),
+    "no client certificate": ("CA tls-max-version=1.2", {"name": "server", "verify": True},
+                              ALERT + r"sslv3 alert handshake failure\)"),
     "an old version": ("CA tls-min-version=1.3", {"name": "server", **OLD}, ALERT + r"tlsv1 alert protocol version\)"),
     "silence": ("CA read-timeout=1", b"", r"TLS read failed: wait\(\) timed out"),
 }
@@ -358,9 +382,10 @@ def test_a_peer_that_spoils_the_tls_handshake(certs):
     ports = [free_port() for _ in SERVER]
     good = certs.options("server", "listener")
     with Daemon(*[f"listener ipv4 127.0.0.1 {port} read-timeout=60{good} {case[1].replace('DIR', certs.directory)}"
-                  for port, case in zip(ports, SERVER.values())]) as daemon:
+                  for port, case in zip(ports, SERVER.values())], stdin=subprocess.PIPE) as daemon:
         for count, (port, (act, _, words)) in enumerate(zip(ports, SERVER.values()), 1):
-            with contextlib.suppress(ssl.SSLError, ConnectionResetError):  # under TLS 1.3 a client may learn of it later only
+            # Under TLS 1.3 a client may learn of it later only.
+            with contextlib.suppress(ssl.SSLError, ConnectionResetError):
                 peer = Sender(("127.0.0.1", port), certs.context(**act) if isinstance(act, dict) else None, hello=False)
                 if act is None:
                     peer.sock.close()
@@ -368,7 +393,8 @@ def test_a_peer_that_spoils_the_tls_handshake(certs):
                     peer.raw(act)
             told(daemon, "Receiver[0]: Process loop failed", words, count)
         peer = Sender(("127.0.0.1", ports[0]), certs.context("client"))
-        peer.raw(wire.frame(b"one") + wire.control(3))  # one TLS record: nothing tells the receiver of what it has decrypted
+        # One TLS record: nothing tells the receiver of what it has decrypted.
+        peer.raw(wire.frame(b"one") + wire.control(3))
         assert daemon.wait("Connection timed out") == ["[ERROR] Receiver[1]: Process loop failed: Connection timed out"]
         peer.ended()
         peer, large = Sender(("127.0.0.1", ports[1]), certs.context("client")), os.urandom(200000)
@@ -377,13 +403,16 @@ def test_a_peer_that_spoils_the_tls_handshake(certs):
         with contextlib.suppress(TimeoutError):
             peer.sock.unwrap()  # the close notification, without STOP; the answer comes when the connection ends
         peer.sock.shutdown(socket.SHUT_WR)
-        assert daemon.wait("SSL_read") == ["[ERROR] Receiver[1]: Process loop failed: SSL_read() failed: TLS connection closed"]
+        assert daemon.wait("SSL_read") == [
+            "[ERROR] Receiver[1]: Process loop failed: SSL_read() failed: TLS connection closed"]
         daemon.stop()
-        assert open(daemon.address("message.queue"), "rb").read().endswith(wire.queue_file([large])[4:])  # "one" may be there or not
+        # "one" may be there or not.
+        assert open(daemon.address("message.queue"), "rb").read().endswith(wire.queue_file([large])[4:])
 
 
 def test_a_target_that_spoils_the_tls_handshake(certs):
-    collectors = [Collector(tls=certs.context(**{"server": True, "verify": False, **act}) if act else None) for _, act, _ in CLIENT.values()]
+    collectors = [Collector(tls=certs.context(**{"server": True, "verify": False, **act}) if act else None)
+                  for _, act, _ in CLIENT.values()]
     trust = f"tls-validate-ca-file={certs['ca.pem']}"
     with Daemon(*[f"forwarder ipv4 127.0.0.1 {collector.port} tls=on read-timeout=60 {case[0].replace('CA', trust)}"
                   for collector, case in zip(collectors, CLIENT.values())]) as daemon:

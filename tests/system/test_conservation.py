@@ -52,7 +52,8 @@ def balanced(daemon, frames, queued, abandoned=0, skipped=0):
         quiet = last["eventsProcessed"] == last["eventsDropped"] == 0
         if quiet and frames == gone + left + skipped + abandoned and queued == left:
             return total
-    raise AssertionError(f"{frames} frames, but {total}, {left} queued, {again} twice:\n" + "\n".join(daemon.lines[-30:]))
+    raise AssertionError(f"{frames} frames, but {total}, {left} queued, {again} twice:\n"
+                         + "\n".join(daemon.lines[-30:]))
 
 
 def drained(stream):
@@ -78,12 +79,12 @@ def frames(stream):
 
 def closes(stream, send, daemon):
     """In order, when it has read all, as for a restart of it."""
-    send(5)
-    while stream.fill(0.5):
-        pass
+    last = send(5)[-1]
+    stream.until(lambda: last in frames(stream))
     stream.sock.close()
-    send(1)  # the kernel takes it, for nobody
-    daemon.next_report()
+    received = len(send(1))  # the kernel takes it, for nobody
+    while daemon.total("receiver", "eventsReceived") != [received] or daemon.reports()[-1]["queue"][0]["eventsQueued"]:
+        daemon.next_report()
     send(1)
 
 
@@ -106,10 +107,11 @@ def unread(stream, *_):
     stream.reset()
 
 
-# What page one of the guides calls it: how, the size of the records, how many are queued before, and in hand at each failure.
+# What page one of the guides calls it: how, the size of the records, how many are queued before, how many in hand.
 FAULTS = {"closes, having read all": (closes, 400, 0, 1), "hangs for a `write-timeout`": (stuck, 4000, 600, BATCH),
           "resets within a batch": (halfway, 4000, 600, BATCH), "resets with full buffers": (unread, 96, 2000, BATCH)}
-TOLD = [[cell.strip() for cell in line.split("|")] for line in open(pathlib.Path(__file__).parents[2] / "docs/guides/README.md")]
+TOLD = [[cell.strip() for cell in line.split("|")]
+        for line in open(pathlib.Path(__file__).parents[2] / "docs/guides/README.md")]
 
 
 @pytest.mark.parametrize("mode", MODES := ["drop", "best-effort", "durable"])
@@ -119,13 +121,15 @@ def test_collectors_that_fail_three_times(name, mode):
     fault, size, queued, in_hand = FAULTS[name]
     collector, records, streams, sent = Collector(), iter(numbered(2000, size)), [], []
     collector.listening.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} send-buffer-size=4096 "
-                f"write-timeout={1 if fault is stuck else 9}", "message-format dnstap", EACH_SECOND) as daemon:
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port} batch-size={BATCH} recovery={mode} "
+                f"send-buffer-size=4096 write-timeout={1 if fault is stuck else 9}", "message-format dnstap",
+                EACH_SECOND) as daemon:
         sender = Sender(daemon.address())
 
         def send(count):
             sent.extend(next(records) for _ in range(count))
             sender.send(*sent[len(sent) - count:])
+            return sent
 
         streams.append(collector.accept())
         send(queued)
@@ -205,12 +209,14 @@ def test_tls_clients_that_break_off_anywhere(certs):
     port, sent, served = free_port(), 0, 0
     payloads = [START, *map(wire.frame, numbered(5)), STOP]
     with Daemon(f"listener ipv4 127.0.0.1 {port}" + certs.options("server", "listener"), EACH_SECOND,
-                env=os.environ | {"SSL_CERT_FILE": "/dev/null"}) as daemon:  # else each connection reads the system's authorities
+                # Else each connection reads the system's authorities.
+                env=os.environ | {"SSL_CERT_FILE": "/dev/null"}) as daemon:
         for end, places in (("close", range(0, 4000, 97)), ("reset", range(0, 1000, 97))):
             for place in places:
                 served += 1
                 # Not before its address was read: see test_traps.py for what a reset does then.
-                whole = tls_until(place, connected(socket.AF_INET, ("127.0.0.1", port)), certs.context("client"), payloads=payloads,
+                whole = tls_until(place, connected(socket.AF_INET, ("127.0.0.1", port)), certs.context("client"),
+                                  payloads=payloads,
                                   end=end, before=lambda: daemon.wait("Handling connection from", served))
                 sent += min(max(whole - 1, 0), 5)
         assert sent > 50
@@ -220,7 +226,8 @@ def test_tls_clients_that_break_off_anywhere(certs):
 
 def test_tls_collectors_that_break_off_anywhere(certs):
     """The same on the other side: what is queued goes out when the forwarder comes again after its pause."""
-    places, records, context = (0, 1, 5, 6, 100, 700, 10**6), numbered(50), certs.context("server", server=True, verify=False)
+    places, records = (0, 1, 5, 6, 100, 700, 10**6), numbered(50)
+    context = certs.context("server", server=True, verify=False)
     targets = [Collector() for _ in places]
     with Daemon(UNIX, *[f"forwarder ipv4 127.0.0.1 {t.port} tls=on tls-validate=off" for t in targets], EACH_SECOND,
                 "message-format dnstap") as daemon:
@@ -244,7 +251,8 @@ def test_crowds_of_clients():
     limits = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (limits[1], limits[1]))  # the daemon inherits it
     most = 1500 if limits[1] > 4000 else 300
-    with Daemon(UNIX + f" max-connections={most - 100} read-timeout=60", UNIX.replace("dnstap", "other"), EACH_SECOND) as daemon:
+    with Daemon(UNIX + f" max-connections={most - 100} read-timeout=60", UNIX.replace("dnstap", "other"),
+                EACH_SECOND) as daemon:
         trickle = connected(socket.AF_UNIX, daemon.address("other.sock"))
         for byte in (START + b"".join(map(wire.frame, numbered(3))))[:-1]:
             trickle.send(bytes([byte]))
@@ -265,18 +273,20 @@ def test_crowds_of_clients():
             stream.until(lambda: stream.closed)
         balanced(daemon, 2 + len(taken), queued=2 + len(taken))
         report = daemon.next_report()
-        assert [r["activeReceivers"] for r in report["listener"]] == [0, 0] and report["listener"][0]["peakReceivers"] == most - 100
+        assert [r["activeReceivers"] for r in report["listener"]] == [0, 0]
+        assert report["listener"][0]["peakReceivers"] == most - 100
 
 
 def test_what_is_skipped_and_what_is_broken_is_told_apart():
-    """Text: records without a message are skipped in silence, broken ones are counted, and a ring far too small drops."""
+    """Text: records without a message are skipped in silence, broken ones counted, and a ring far too small drops."""
     records, model = Traffic(9).records(60) * 5, Model()
     skipped = sum(not model([r]) for r in records)
     collector = Collector()
     with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", EACH_SECOND) as daemon:
         stream = collector.accept()
         drain = drained(stream)
-        Sender(daemon.address()).send(*[r for record in records for r in (record, wire.NUDGE, b"\x0f broken", record[:-3])])
+        Sender(daemon.address()).send(*[r for record in records
+                                        for r in (record, wire.NUDGE, b"\x0f broken", record[:-3])])
         total = balanced(daemon, 4 * len(records), skipped=skipped + len(records), queued=0)
         assert (total["eventsSent"], total["dnstapErrors"]) == (len(records) - skipped, 2 * len(records))
         model.pid = daemon.pid
@@ -301,15 +311,17 @@ def test_clients_that_are_cut_off_or_send_anything():
 
 
 def stopped_somewhere(seed, results):
-    """One run under full load that is told to stop at a moment of its own. What went on and what was kept are together
-    the first so many of the frames, in order: none lost, none twice."""
-    chance, collector, records = random.Random(seed), Collector(), numbered(30000, 100)
+    """One run under full load that is told to stop when its collector has read so much, or, each fourth, nothing yet.
+    What went on and what was kept are together the first so many of the frames, in order: none lost, none twice."""
+    collector, records = Collector(), numbered(30000, 100)
+    data = b"".join(map(wire.frame, records))
+    moment = random.Random(seed).randrange(len(data) * 9 // 10) if seed % 4 else None
     with Daemon(UNIX + " read-timeout=1 write-timeout=1", "message-format dnstap",
-                f"forwarder ipv4 127.0.0.1 {collector.port} fstrm-mode=unidirectional write-timeout=1") as daemon:
+                f"forwarder ipv4 127.0.0.1 {collector.port} fstrm-mode=unidirectional write-timeout=5 "
+                "send-buffer-size=65536") as daemon:
         sender = Sender(daemon.address(), bidirectional=False)
 
         def flood():
-            data = b"".join(map(wire.frame, records))
             try:
                 for at in range(0, len(data), 7001):
                     sender.raw(data[at:at + 7001])
@@ -319,14 +331,18 @@ def stopped_somewhere(seed, results):
         flooding = threading.Thread(target=flood)
         flooding.start()
         stream = collector.accept("unidirectional")
+        if moment is None:
+            flooding.join()  # all is queued then, but for what fits into the sockets' buffers
+        else:
+            stream.until(lambda: len(stream.data) > moment, deadline=60)
         drain = drained(stream)
-        time.sleep(chance.random() * 1.5)
         begun = time.monotonic()
         log = daemon.stop()
         took = time.monotonic() - begun
         flooding.join()
         file = f"{daemon.path}/message.queue"
-        checked = subprocess.run([os.path.join(os.path.dirname(os.environ["WIRELARK"]), "wirelark-queue"), "verify", file], capture_output=True)
+        tool = os.path.join(os.path.dirname(os.environ["WIRELARK"]), "wirelark-queue")
+        checked = subprocess.run([tool, "verify", file], capture_output=True)
         content, kept = pathlib.Path(file).read_bytes(), []
         at = 4
         while at < len(content):
@@ -339,18 +355,21 @@ def stopped_somewhere(seed, results):
 
 
 def test_a_stop_at_any_moment():
-    """Time-outs are a second here and a listener looks up every three; so each stop is over well within eight."""
+    """The collector reads from the stop on at the latest, and a listener looks up every three seconds; so each stop is
+    over well within eight."""
     results = []
     for first in range(0, RUNS, 10):
-        threads = [threading.Thread(target=stopped_somewhere, args=(seed, results)) for seed in range(first, first + 10)]
+        threads = [threading.Thread(target=stopped_somewhere, args=(seed, results))
+                   for seed in range(first, first + 10)]
         for thread in threads:
             thread.start()
         for thread in threads:
             thread.join()
     assert len(results) == RUNS
+    print(f"longest stop: {max(took for _, took, *_ in results):.1f} s")
     for seed, took, last, checked, whole, ordered, sent, kept in results:
         assert (last, checked, whole, ordered) == ("[INFO] Stopped", 0, True, True) and took < 8, results
-    assert any(r[6] for r in results) and any(r[7] for r in results)
+        assert kept if seed % 4 == 0 else sent
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="only root may mount a small disk")
@@ -359,7 +378,8 @@ def test_a_disk_that_is_full_at_the_stop():
     home = new_home()
     disk = home.name + "/disk"
     os.mkdir(disk)
-    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "wirelark-test", disk], capture_output=True).returncode:
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "wirelark-test", disk],
+                      capture_output=True).returncode:
         pytest.skip("mount is not allowed here")
     try:
         with Daemon(UNIX, "message-queue-filename disk/q", EACH_SECOND, home=home) as daemon:

@@ -22,7 +22,8 @@ HEAD = ["zone.example. 300 IN SOA ns.zone.example. host.zone.example. 1 3600 600
         "zone.example. 300 IN NS ns.zone.example.", "ns.zone.example. 300 IN A 127.0.0.1"]
 ZONE = HEAD + ["www.zone.example. 300 IN A 192.0.2.80", "www.zone.example. 300 IN A 192.0.2.81",
                "www.zone.example. 60 IN AAAA 2001:db8::80", "zone.example. 300 IN MX 10 mail.zone.example.",
-               'zone.example. 300 IN TXT "a b" "say \\"c\\""', "_sip._tcp.zone.example. 300 IN SRV 10 60 5060 www.zone.example.",
+               'zone.example. 300 IN TXT "a b" "say \\"c\\""',
+               "_sip._tcp.zone.example. 300 IN SRV 10 60 5060 www.zone.example.",
                "www.zone.example. 300 IN HTTPS 1 . alpn=h2,h3 port=8443 ipv4hint=192.0.2.80"]
 QUESTIONS = [("www.zone.example", "A"), ("WWW.Zone.Example", "AAAA"), ("zone.example", "MX"), ("zone.example", "TXT"),
              ("_sip._tcp.zone.example", "SRV"), ("www.zone.example", "HTTPS"),
@@ -79,13 +80,15 @@ TLS = """
   dnstap-tls-client-key-file: {certs.directory}/client.key"""
 SENDERS = {
     "unbound": (unbound("  dnstap-socket-path: {daemon.path}/dnstap.sock"), CLIENT_SIDE),
-    "unbound, unidirectional": (unbound("  dnstap-socket-path: {daemon.path}/dnstap.sock\n  dnstap-bidirectional: no"), CLIENT_SIDE),
+    "unbound, unidirectional": (unbound("  dnstap-socket-path: {daemon.path}/dnstap.sock\n  dnstap-bidirectional: no"),
+                                CLIENT_SIDE),
     "unbound over TCP": (unbound(TCP), CLIENT_SIDE),
     "unbound over TLS": (unbound(TLS), CLIENT_SIDE),
     "knot": (lambda home, daemon, _: servers.knot(home, f"unix:{daemon.address()}", ZONE), AUTH_SIDE),
-    # An answer from its zone names the zone in a field that makes the record a bad one, unless the query had RD set: then
-    # the answer is told as one to a client, without that field.
-    "bind": (lambda home, daemon, _: servers.bind(home, daemon.address(), ZONE), lambda recurse: (1, 6 if recurse else 0)),
+    # An answer from its zone names the zone in a field that makes the record a bad one, unless the query had RD set:
+    # then the answer is told as one to a client, without that field.
+    "bind": (lambda home, daemon, _: servers.bind(home, daemon.address(), ZONE),
+             lambda recurse: (1, 6 if recurse else 0)),
 }
 
 
@@ -101,7 +104,8 @@ def test_a_server_and_the_packets_agree(server, home, certs):
             ask_all(client)
             same_events(collector.accept(), client, since)
         # A server of several threads tells of the last queries when it ends, and in no order.
-        servers.wait_for(lambda: daemon.next_report() and daemon.total("forwarder", "dnstapErrors") == [client.refused], lambda: daemon.lines)
+        servers.wait_for(lambda: daemon.next_report() and daemon.total("forwarder", "dnstapErrors") == [client.refused],
+                         lambda: daemon.lines)
 
 
 def test_dnsdist_and_the_packets_agree(home):
@@ -116,7 +120,8 @@ def test_dnsdist_and_the_packets_agree(home):
 def large_zone(traffic):
     """Names with any bytes in them, and all types that a server will load unsigned."""
     for number in range(700):
-        kind = traffic.choice([kind for kind in KINDS if kind not in ("SOA", "NS", "DNAME", "DS", "RRSIG", "NSEC3", "NSEC")])
+        kind = traffic.choice([kind for kind in KINDS if kind not in ("SOA", "NS", "DNAME", "DS", "RRSIG", "NSEC3",
+                                                                      "NSEC")])
         owner = dns.name.Name([traffic.label(), b"%d" % number, b"zone", b"example", b""])
         yield owner, kind, f"{owner} {traffic.choice((0, 300, 86400))} IN {kind} {traffic.rdata(kind)}"
 
@@ -179,7 +184,8 @@ def test_two_daemons_in_a_row_write_what_one_does():
         collector = Collector()
         with forward(collector, *(config or [UNIX])) as last:
             stream = collector.accept()
-            first = Daemon(UNIX, f"forwarder ipv4 {LOCAL} {port} fstrm-mode=unidirectional", "message-format dnstap") if config else last
+            first = Daemon(UNIX, f"forwarder ipv4 {LOCAL} {port} fstrm-mode=unidirectional",
+                           "message-format dnstap") if config else last
             with first:
                 sender = Sender(first.address())
                 sender.send(*records)

@@ -1,5 +1,6 @@
-"""The reference against the program: its schemas hold for real output, and it leaves out no key, option or line of the log."""
+"""The reference against the program: its schemas hold for real output, and it leaves out no key, option or line."""
 
+import concurrent.futures
 import json
 import pathlib
 import re
@@ -9,7 +10,7 @@ import urllib.request
 import pytest
 
 from support import wire
-from support.daemon import UNIX, Daemon, ends_cleanly  # noqa: F401
+from support.daemon import KEYS, UNIX, Daemon, ends_cleanly  # noqa: F401
 from support.model import Model
 from support.peers import Collector, Sender, deliver, free_port
 from support.traffic import Traffic
@@ -26,45 +27,55 @@ def validator(name):
     return kind(schema, format_checker=jsonschema.FormatChecker())
 
 
-@pytest.mark.parametrize("options", [{}, {"mode": "off"}], ids=["domains", "none"])
-def test_schemas(options):
-    """All kinds of records and a DNS message that can't be decoded; connections of each family, and none."""
-    collector, port, empty = Collector(), free_port(), wire.record(type=5, query_time_sec=1, query_message=b"?")
-    with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port}", "metrics-format json", "metrics-interval 1",
-                f"domain-suffix-mode {options.get('mode', 'all')}") as daemon:
-        there = collector.accept()
-        sender, idle = Sender(daemon.address()), Sender(("127.0.0.1", port))
-        sender.send(*Traffic("schema").records(300), empty)
-        model = Model(**options)
-        text = {empty: "Read DNS message failed: Read uint16_t failed: Offset 0 + 2 is out of bounds for data of 1 bytes"}
-        deliver(sender, there, lambda records: "".join(model.event(r, text.get(r)) for r in records).encode())
-        events = [json.loads(line) for line in there.data.splitlines()]
-        assert {e["type"].split("-")[-1] for e in events} == {"query", "response", "error"}
-        daemon.wait("eventsReceived", count=2)
-        idle.stop()
-        sender.stop()
-        daemon.wait("Receiver[0]: Finished", count=2)
-        reports = [json.loads(line.split("Metrics: ")[1]) for line in daemon.stop() if "Metrics: " in line]
+def test_schemas():
+    """All kinds of records, a DNS message that can't be decoded; connections of each kind, and none."""
+    events, records = [], Traffic("schema").records(300)
+    empty = wire.record(type=5, query_time_sec=1, query_message=b"?")
+    text = {empty: "Read DNS message failed: Read uint16_t failed: Offset 0 + 2 is out of bounds for data of 1 bytes"}
+    for mode, count in (("off", 50), ("all", 300)):
+        collector, port, model = Collector(), free_port(), Model(mode=mode)
+        with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port}",
+                    f"forwarder ipv4 127.0.0.1 {free_port()}", "metrics-format json", "metrics-interval 1",
+                    f"domain-suffix-mode {mode}") as daemon:
+            there = collector.accept()
+            sender, idle = Sender(daemon.address()), Sender(("127.0.0.1", port))
+            sender.send(*records[:count], empty)
+            deliver(sender, there, lambda records: "".join(model.event(r, text.get(r)) for r in records).encode())
+            events += [json.loads(line) for line in there.data.splitlines()]
+            assert {e["type"].split("-")[-1] for e in events} == {"query", "response", "error"}
+            if mode == "off":
+                continue  # it stops while the other one runs
+            daemon.wait("eventsReceived", count=2)
+            idle.stop()
+            sender.stop()
+            daemon.wait("Receiver[0]: Finished", count=2)
+            while "receivers" in daemon.find("Metrics: ")[-1]:  # the stop need not make a report: one may be under way
+                daemon.next_report()
+            reports = [json.loads(line.split("Metrics: ")[1]) for line in daemon.find("Metrics: ")]
     assert any("receivers" in r for r in reports) and not all("receivers" in r for r in reports)
     for name, lines in (("event.schema.json", events), ("metrics.schema.json", reports)):
         schema = validator(name)
         assert [(line, error.message) for line in lines for error in schema.iter_errors(line)] == []
-        for line in lines:
+        for line in {(line.get("type"), len(line)): line for line in lines}.values():  # one of each kind
             assert not schema.is_valid({**line, "more": 1}) and not schema.is_valid(dict(list(line.items())[1:]))
 
 
 def test_nothing_is_left_out():
     read = lambda name: (TREE / name).read_text()
-    manual, configuration = read("docs/man/wirelark.conf.5").replace("\\-", "-"), read("docs/reference/configuration.md")
-    keys = re.findall(r'"((?:message|metrics|domain)-[a-z-]+)"', read("src/app/configure.cpp"))
-    options = [o for name in ("ValueReader", "listener/parseListener", "forwarder/parseForwarder")
-               for o in re.findall(r'name == "([a-z-]+)"', read(f"src/worker/{name}.cpp"))]
-    assert len(set(keys)) == 13 and len(set(options)) > 25
-    assert [name for name in keys if f"\n| `{name}`" not in configuration or f' {name} ' not in manual.replace('"', " ")] == []
-    assert [name for name in options if f"\n| `{name}` |" not in configuration or not re.search(rf"[ I]{name}[=\n ,]", manual)] == []
+    manual = read("docs/man/wirelark.conf.5").replace("\\-", "-")
+    configuration = read("docs/reference/configuration.md")
+    keys = [name for name in KEYS if name not in ("listener", "forwarder")]  # which have sections of their own
+    options = [o for name in ("options/connectionOptions", "listener/parseListener", "forwarder/parseForwarder")
+               for o in re.findall(r'\{"([a-z-]+)", ', read(f"src/worker/{name}.cpp"))]
+    assert len(keys) == 13 and len(set(options)) > 25
+    assert [name for name in keys if f"\n| `{name}`" not in configuration
+            or f' {name} ' not in manual.replace('"', " ")] == []
+    assert [name for name in options if f"\n| `{name}` |" not in configuration
+            or not re.search(rf"[ I]{name}[=\n ,]", manual)] == []
     pages, texts = "".join(page.read_text() for page in REFERENCE.glob("*.md")), 0
     for source in (TREE / "src").rglob("*.[ch]*"):
-        if {"tools", "encoding", "DnsMessageEvent.cpp"} & set(source.parts):  # the manual has the tools; what a record lacks is counted, not told
+        # The manual has the tools; what a record lacks is counted, not told.
+        if {"tools", "encoding", "DnsMessageEvent.cpp"} & set(source.parts):
             continue
         for text in re.findall(r'"((?:[^"\\\n]|\\.)*)"', re.sub("//.*|#include.*|queries: ", "", source.read_text())):
             words = text.replace("\\\\", "\\").replace("\\n", "").strip("[]:. ").split("%")[0].strip()
@@ -73,32 +84,45 @@ def test_nothing_is_left_out():
     assert texts > 150
 
 
-@pytest.mark.parametrize("form", ["kv", "json"])
-def test_the_exporter(form):
-    """The log of a real run: the sums of all reports, and the levels of the last."""
-    collector, exporter = Collector(), [TREE / "examples/metrics/wirelark-exporter", "--listen", f"127.0.0.1:{free_port()}"]
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", f"metrics-format {form}", "metrics-interval 1") as daemon:
+def logged(form):
+    """A daemon that is about to stop after a run of several reports, the records and the number of bytes it sent on."""
+    collector = Collector()
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", f"metrics-format {form}",
+                "metrics-interval 1") as daemon:
         there, sender = collector.accept(), Sender(daemon.address())
-        for _ in range(2):
+        for reports in (1, 2):  # of two the second began behind the last record
             sender.send(*Traffic("exporter").records(70), b"rubbish")
             deliver(sender, there, lambda records: Model()([r for r in records if r != b"rubbish"]))
-            daemon.wait("eventsReceived", count=len(daemon.find("eventsReceived")) + 2)
+            daemon.wait("eventsReceived", count=len(daemon.find("eventsReceived")) + reports)
         sender.stop()
-        log = daemon.stop()
+    return daemon, collector.port, len(sender.sent), len(there.data)
+
+
+def test_the_exporter():
+    """The log of a real run: the sums of all reports, and the levels of the last."""
+    with concurrent.futures.ThreadPoolExecutor() as pool:
+        runs = list(pool.map(logged, ("kv", "json")))
+    for daemon, target, records, size in runs:
+        exported(daemon.ended(), f'{{forwarder="0",host="127.0.0.1",port="{target}"}}', records, size)
+
+
+def exported(log, target, records, size):
+    exporter = [TREE / "examples/metrics/wirelark-exporter", "--listen", f"127.0.0.1:{free_port()}"]
     with subprocess.Popen(exporter, stdin=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
         assert process.stderr.readline() == f"serving on {exporter[2]}\n"
-        process.stdin.write("\n".join([*log, "[ERROR] Forwarder[0]: Connection error: x", "[ERROR] Listener7: Listen error: x",
-                                       "[ERROR] Run failed: x", "[INFO] Metrics: {", "[INFO] Metrics: queue[type=message]", ""]))
+        process.stdin.write("\n".join([*log, "[ERROR] Forwarder[0]: Connection error: x",
+                                       "[ERROR] Listener7: Listen error: x",
+                                       "[ERROR] Run failed: x", "[INFO] Metrics: {",
+                                       "[INFO] Metrics: queue[type=message]", ""]))
         process.stdin.flush()
         assert [process.stderr.readline()[:14] for _ in range(2)] == ["not understood"] * 2  # so all lines are read
         text = urllib.request.urlopen(f"http://{exporter[2]}/metrics").read().decode()
         process.stdin.close()
     values = dict(line.rsplit(" ", 1) for line in text.splitlines() if line[0] != "#")
-    target = f'{{forwarder="0",host="127.0.0.1",port="{collector.port}"}}'
-    count = len(sender.sent)
-    assert [int(values[f"wirelark_{n}"]) for n in ('listener_received_events_total{listener="0"}', "queue_processed_events_total",
-        f"forwarder_dnstap_errors_total{target}", f"forwarder_sent_bytes_total{target}", f"forwarder_connects_total{target}",
-        'runs_total{result="stopped"}', 'runs_total{result="failed"}', 'log_errors_total{worker="Listener"}', "queue_events")
-    ] == [count, count, 2, len(there.data), 1, 1, 1, 1, 0]
+    expected = {'listener_received_events_total{listener="0"}': records, "queue_processed_events_total": records,
+                f"forwarder_dnstap_errors_total{target}": 2, f"forwarder_sent_bytes_total{target}": size,
+                f"forwarder_connects_total{target}": 1, 'runs_total{result="stopped"}': 1,
+                'runs_total{result="failed"}': 1, 'log_errors_total{worker="Listener"}': 1, "queue_events": 0}
+    assert {name: int(values["wirelark_" + name]) for name in expected} == expected
     used = "".join((TREE / "examples/metrics" / name).read_text() for name in ("alerts.yml", "grafana-dashboard.json"))
     assert set(re.findall(r"\bwirelark_\w+", used)) <= set(re.findall(r"# TYPE (\w+)", text))

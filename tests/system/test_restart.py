@@ -52,7 +52,8 @@ def test_a_restart_goes_on_where_the_last_run_ended(count, size, held):
     with Daemon(UNIX, "message-format dnstap") as daemon:
         queued(daemon, records)
         daemon.stop()
-    with Daemon(forwarded(collector), f"message-queue-size {size}", "message-format dnstap", home=daemon.home) as daemon:
+    with Daemon(forwarded(collector), f"message-queue-size {size}", "message-format dnstap",
+                home=daemon.home) as daemon:
         assert not os.path.exists(daemon.address("message.queue"))
         stream = collector.accept("unidirectional")
         expected = b"".join(map(wire.frame, records[count - held:]))
@@ -72,8 +73,10 @@ FILES = {
     "another magic": (b"SSLZ" + WHOLE[4:], f"Read magic header from {ASK}Expected 'sslz' but got SSLZ", None),
     "four bytes behind": (WHOLE + wire.word(9), None, [b"abc", b"defg"]),
     "one byte short": (WHOLE[:-1], "Read next event of 4 bytes from " + ASK, None),
-    "a changed byte": (WHOLE.replace(b"e", b"f"), f"Read next event of 4 bytes from {ASK}Expected checksum 151 but got 150", None),
-    "too much for the ring": (wire.queue_file([b"abc", b"x" * 998]), "value length 998 is larger than the size of the queue 1000", None),
+    "a changed byte": (WHOLE.replace(b"e", b"f"),
+                       f"Read next event of 4 bytes from {ASK}Expected checksum 151 but got 150", None),
+    "too much for the ring": (wire.queue_file([b"abc", b"x" * 998]),
+                              "value length 998 is larger than the size of the queue 1000", None),
 }
 
 
@@ -88,12 +91,14 @@ def test_a_queue_file_found_at_the_start(case):
         assert (log[-1], left) == ("[INFO] Stopped", wire.queue_file(events))
         return
     # A text that ends in the system's reason may have any there: nothing fails at the end of a file.
-    assert log[-1] == f"[ERROR] Run failed: {failure}" or failure.endswith(": ") and log[-1].startswith(f"[ERROR] Run failed: {failure}")
+    told = f"[ERROR] Run failed: {failure}"
+    assert log[-1] == told or failure.endswith(": ") and log[-1].startswith(told)
     assert (len(log), left) == (4, found)
 
 
 def test_with_recovery_off_the_file_is_nobodys():
-    with Daemon(UNIX, "message-queue-recovery off", home=new_home({"message.queue": b"mine", "message.queue.tmp": b"too"})) as daemon:
+    with Daemon(UNIX, "message-queue-recovery off",
+                home=new_home({"message.queue": b"mine", "message.queue.tmp": b"too"})) as daemon:
         queued(daemon, KEPT)
         daemon.stop()
         assert (content(daemon), content(daemon, "message.queue.tmp")) == (b"mine", b"too")
@@ -125,18 +130,25 @@ def test_the_figures_at_the_stop(form):
         _, tcp = Sender(daemon.address()), Sender(("::1", port))
         [metrics] = [line for line in daemon.stop() if "Metrics" in line]
     nothing, sent = dict(bytesReceived=0, eventsReceived=0), dict(bytesSent=0, eventsSent=0, dnstapErrors=0)
-    groups = [("listener", dict(id=0, type="unix", path="./dnstap.sock", accepts=2, activeReceivers=1, peakReceivers=1)),
-              ("listener", dict(id=1, type="ipv6", host="::1", port=port, accepts=1, activeReceivers=1, peakReceivers=1)),
-              ("listener", dict(id=2, type="ipv4", host="127.0.0.1", port=tcp4, accepts=0, activeReceivers=0, peakReceivers=0)),
-              ("receiver", dict(id=1, listener=0, type="unix", uid=os.getuid(), gid=os.getgid(), pid=os.getpid(), **nothing)),
+    groups = [("listener", dict(id=0, type="unix", path="./dnstap.sock", accepts=2, activeReceivers=1,
+                                peakReceivers=1)),
+              ("listener", dict(id=1, type="ipv6", host="::1", port=port, accepts=1, activeReceivers=1,
+                                peakReceivers=1)),
+              ("listener", dict(id=2, type="ipv4", host="127.0.0.1", port=tcp4, accepts=0, activeReceivers=0,
+                                peakReceivers=0)),
+              ("receiver", dict(id=1, listener=0, type="unix", uid=os.getuid(), gid=os.getgid(), pid=os.getpid(),
+                                **nothing)),
               ("receiver", dict(id=0, listener=1, type="ipv6", host="::1", port=socket.htons(tcp.port), **nothing)),
               ("queue", dict(type="message", eventsProcessed=0, eventsQueued=len(KEPT), eventsDropped=0)),
-              ("forwarder", dict(id=0, type="ipv4", host="127.0.0.1", port=target, state="not-connected", connects=1, **sent)),
-              ("forwarder", dict(id=1, type="ipv6", host="127.0.0.1", port=9, state="not-connected", connects=1, **sent))]
+              ("forwarder", dict(id=0, type="ipv4", host="127.0.0.1", port=target, state="not-connected", connects=1,
+                                 **sent)),
+              ("forwarder", dict(id=1, type="ipv6", host="127.0.0.1", port=9, state="not-connected", connects=1,
+                                 **sent))]
     if form == "kv":
         expected = " ".join(f"{group}[{' '.join(f'{k}={v}' for k, v in items.items())}]" for group, items in groups)
     else:
-        report = {name + "s": [items for group, items in groups if group == name] for name in ("listener", "receiver", "queue", "forwarder")}
+        report = {name + "s": [items for group, items in groups if group == name]
+                  for name in ("listener", "receiver", "queue", "forwarder")}
         report["queue"] = {key: value for key, value in report.pop("queues")[0].items() if key != "type"}
         report["forwarders"] = report.pop("forwarders")  # last
         expected = json.dumps(report, separators=(",", ":")).replace("/", "\\/")
@@ -154,9 +166,11 @@ def test_reports_come_each_second_and_tell_what_changed():
         after = [daemon.next_report(), daemon.next_report()][1:] + [daemon.next_report()]
         assert 1.9 < time.monotonic() - begun < 5
         sent, total = len(sender.sent), sum(len(r) + 4 for r in sender.sent)
-        for group, figures in (("forwarder", {"eventsSent": sent, "bytesSent": total, "connects": 1, "dnstapErrors": 0}),
+        for group, figures in (("forwarder", {"eventsSent": sent, "bytesSent": total, "connects": 1,
+                                              "dnstapErrors": 0}),
                                ("queue", {"eventsProcessed": sent, "eventsDropped": 0}),
-                               ("receiver", {"eventsReceived": sent, "bytesReceived": total}), ("listener", {"accepts": 1})):
+                               ("receiver", {"eventsReceived": sent, "bytesReceived": total}),
+                               ("listener", {"accepts": 1})):
             assert daemon.total(group, *figures) == list(figures.values())
             assert all(report[group][0][key] == 0 for report in after for key in figures)
         assert {report["forwarder"][0]["state"] for report in after} == {"connected"}

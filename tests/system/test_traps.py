@@ -10,7 +10,7 @@ import pytest
 from support import wire
 from support.certs import certs  # noqa: F401
 from support.daemon import UNIX, Daemon, ends_cleanly, new_home  # noqa: F401
-from support.peers import Collector, Sender, connected, free_port
+from support.peers import Sender, connected, free_port
 
 START = wire.control(wire.START, wire.CONTENT_TYPE)
 STRANGER = 61234  # a user without any other process
@@ -44,26 +44,12 @@ def test_tcp_peers_that_reset_before_their_address_is_read():
             sock = connected(socket.AF_INET, ("127.0.0.1", port))
             sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
             sock.close()
-        daemon.wait("BackgroundLogger: Report metrics failed: getpeername() failed: Transport endpoint is not connected")
+        daemon.wait("BackgroundLogger: Report metrics failed: "
+                    "getpeername() failed: Transport endpoint is not connected")
         for address in (("127.0.0.1", port), daemon.address()):
             sender = Sender(address)
             sender.send(b"still served")
             sender.stop()
-
-
-def test_standard_input_closed_at_the_start():
-    """A socket then gets descriptor 0, the number that stands for "not open"."""
-    collector, port = Collector(), free_port()
-    with Daemon(UNIX, f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {collector.port} fstrm-mode=unidirectional",
-                "message-format dnstap", preexec_fn=lambda: os.close(0)) as daemon:
-        stream = collector.accept("unidirectional")
-        for address in (daemon.address(), ("127.0.0.1", port)):
-            sender = Sender(address)
-            sender.send(b"through")
-            sender.stop()
-        stream.until(lambda: stream.data.count(b"through") == 2, lambda: Sender(daemon.address()).send(wire.NUDGE))
-        daemon.terminate()
-        stream.until(lambda: stream.closed)
 
 
 def poor(threads):
@@ -82,16 +68,19 @@ def test_a_thread_that_cannot_be_started(threads, worker):
     """At the start that is the end of the run; a connection is closed, and its listener opens again after its pause."""
     home, port = new_home(), free_port()
     os.chmod(home.name, 0o777)
-    with Daemon(f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {free_port()}", home=home, started=worker == "receiver",
+    with Daemon(f"listener ipv4 127.0.0.1 {port}", f"forwarder ipv4 127.0.0.1 {free_port()}", home=home,
+                started=worker == "receiver",
                 preexec_fn=poor(threads)) as daemon:
         if worker != "receiver":
-            assert "[ERROR] Run failed: Resource temporarily unavailable" in daemon.ended()  # threads that run may still log
+            # Threads that run may still log.
+            assert "[ERROR] Run failed: Resource temporarily unavailable" in daemon.ended()
             return
         for count in (1, 2):
             daemon.wait("Socket[0]: Listening on", count)
             sock = connected(socket.AF_INET, ("127.0.0.1", port))
             assert sock.recv(1) == b""
-            assert daemon.wait("Listen error", count)[-1] == "[ERROR] Listener0: Listen error: Resource temporarily unavailable"
+            last = daemon.wait("Listen error", count)[-1]
+            assert last == "[ERROR] Listener0: Listen error: Resource temporarily unavailable"
 
 
 LARGE = 4294967295
@@ -106,8 +95,10 @@ FRAMES = {
 @pytest.mark.parametrize("case", FRAMES)
 def test_lengths_near_32_bits(case):
     """Limits that let all pass: memory grows with what comes, and not with what is announced."""
-    with Daemon(UNIX + f" fstrm-control-frame-max-size={LARGE} fstrm-data-frame-max-size={LARGE}", "message-queue-size 30000000",
-                f"forwarder ipv4 127.0.0.1 {free_port()} batch-size={LARGE} fstrm-control-frame-max-size={LARGE}") as daemon:
+    with Daemon(UNIX + f" fstrm-control-frame-max-size={LARGE} fstrm-data-frame-max-size={LARGE}",
+                "message-queue-size 30000000",
+                f"forwarder ipv4 127.0.0.1 {free_port()} batch-size={LARGE} "
+                f"fstrm-control-frame-max-size={LARGE}") as daemon:
         before = memory(daemon)
         peer = Sender(daemon.address())
         peer.raw(FRAMES[case])

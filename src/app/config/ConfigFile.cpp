@@ -19,7 +19,7 @@ static const char* skipSpace(const char* text) {
 
 static bool isEnd(char c) { return c == '\0' || c == '#'; }
 
-void ConfigFile::add(const std::string& key, const std::string& value) { entries.push_back({key, value}); }
+void ConfigFile::add(const std::string& key, const std::string& value) { entries.push_back({key, value, 0}); }
 
 const char* ConfigFile::get(const std::string& key) const {
   for (const Entry& entry : entries) {
@@ -59,34 +59,42 @@ std::optional<ConfigFile::Entry> ConfigFile::parse(const std::string& line) cons
   return entry;
 }
 
-void ConfigFile::append(std::string& pending) {
-  if (pending.empty()) return;
-  if (auto entry = parse(pending)) entries.push_back(std::move(*entry));
+// Takes the logical line that is complete, and leaves nothing pending.
+void ConfigFile::append(std::string& pending, size_t line) {
+  if (auto entry = parse(pending)) {
+    entry->line = line;
+    entries.push_back(std::move(*entry));
+  }
   pending.clear();
 }
 
-void ConfigFile::read(const std::string& filename) {
+void ConfigFile::read(const std::string& filename, const std::function<void(const Line&)>& watch) {
   entries.clear();
   std::ifstream file(filename);
   const int reason = errno;  // before the text below is put together, which may allocate
   if (!file) throw ConfigError("ifstream(" + filename + ") failed to open: " + error::getMessage(reason));
 
   std::string pending;  // the logical line being put together
-  for (std::string line; std::getline(file, line);) {
+  size_t first = 0;     // the line that it begins in
+  std::string line;
+  for (size_t number = 1; std::getline(file, line); ++number) {
     const size_t start = line.find_first_not_of(BlankLine);
     if (start == std::string::npos) {
-      append(pending);
-    } else if (line[start] == '#') {
-      continue;  // also inside a continued line, which goes on behind the comment
-    } else if (!pending.empty() && isSpace(line[0])) {
-      pending += ' ';
-      pending.append(line, start);
-    } else {
-      append(pending);
-      pending.assign(line, start);
+      append(pending, first);
+      continue;
     }
+    if (line[start] == '#') continue;  // also inside a continued line, which goes on behind the comment
+    const bool continues = !pending.empty() && isSpace(line[0]);
+    if (continues) {
+      pending += ' ';
+    } else {
+      append(pending, first);
+      first = number;
+    }
+    pending.append(line, start);
+    if (watch) watch({number, line, continues});
   }
-  append(pending);
+  append(pending, first);
 }
 
 }  // namespace ns::app::config

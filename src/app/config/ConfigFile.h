@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <list>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "error/UnknownError.h"
 
@@ -22,6 +25,14 @@ class ConfigFile {
   struct Entry {
     std::string key;
     std::string value;
+    size_t line = 0;  // that it begins in, from 1; 0 for one that is not of a file
+  };
+
+  /// A line as it stands in the file.
+  struct Line {
+    size_t number;  // from 1
+    std::string_view text;
+    bool continues;  // the entry of a line before it
   };
 
   /// Appends an entry as it is: the key is not lowered, repeated keys add up. For programs without a file.
@@ -33,14 +44,18 @@ class ConfigFile {
   /// The values of all entries with exactly this key, in file order.
   std::list<std::string> getList(const std::string& key) const;
 
+  /// All entries, in file order.
+  const std::list<Entry>& getEntries() const { return entries; }
+
   /// Splits one logical line into key and value; nothing for a blank line or a comment. A zero byte ends the line.
   std::optional<Entry> parse(const std::string& line) const;
 
   /// Empties the list, then reads a file. Throws ConfigError if the file can't be opened; no content is an error.
-  void read(const std::string& filename);
+  /// `watch`, if given, is called with each line that becomes part of an entry, for who tells of what parse() drops.
+  void read(const std::string& filename, const std::function<void(const Line&)>& watch = nullptr);
 
  private:
-  void append(std::string& pending);
+  void append(std::string& pending, size_t line);
 
   std::list<Entry> entries;
 };

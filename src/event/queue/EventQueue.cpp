@@ -13,7 +13,7 @@
 
 namespace ns::event::queue {
 
-// Far enough that a line of memory is there when its message comes: some messages.
+// Far enough that a cache line is there when its message is taken: some messages ahead.
 static constexpr uint64_t PrefetchDistance = 1024;
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failAllocation(uint64_t size, int number) {
@@ -25,7 +25,7 @@ EventQueue::EventQueue(EventQueueConfig settings) : config(std::move(settings)) 
   if (!buffer) failAllocation(config.size, errno);
 }
 
-bool EventQueue::takes(size_t length) const noexcept {
+bool EventQueue::canHold(size_t length) const noexcept {
   return length <= MaxMessage && length + PrefixSize <= config.size;
 }
 
@@ -103,11 +103,12 @@ void EventQueue::store(const unsigned char* data, size_t length) noexcept {
 }
 
 void EventQueue::append(const unsigned char* data, size_t length) {
-  if (!takes(length)) [[unlikely]]
+  if (!canHold(length)) [[unlikely]]
     refuse(length);
   const std::lock_guard lock(mutex);
   store(data, length);
   ++metrics.eventsQueued;
+  ++behindBlock;
   condition.notify_one();
 }
 
@@ -126,7 +127,7 @@ void EventQueue::storeInFront(std::span<const std::span<const unsigned char>> me
 size_t EventQueue::append(std::span<const std::span<const unsigned char>> messages) {
   size_t count = 0;
   uint64_t size = 0;
-  for (; count < messages.size() && takes(messages[count].size()); ++count) {
+  for (; count < messages.size() && canHold(messages[count].size()); ++count) {
     size += PrefixSize + messages[count].size();
   }
   if (count == 0) return 0;
@@ -140,19 +141,21 @@ size_t EventQueue::append(std::span<const std::span<const unsigned char>> messag
     }
   }
   if (count == 1) {
+    ++behindBlock;
     condition.notify_one();
   } else {
+    behindBlock = 0;
     condition.notify_all();
   }
   return count;
 }
 
-// The length of the next message is where the one in hand ends, so that the processor can't run ahead by itself.
+// Where the next message begins stands in the one in hand, so the processor can't prefetch it by itself.
 void EventQueue::prefetch(uint64_t offset) const noexcept {
   if (offset < config.size) __builtin_prefetch(buffer.get() + offset);
 }
 
-/// Copies the oldest message, which has this length, and moves behind it.
+// Copies the oldest message, which has this length, and moves behind it.
 void EventQueue::takeMessage(unsigned char* out, size_t length) noexcept {
   const uint64_t start = behind(readOffset, PrefixSize);
   if (length != 0) {
@@ -171,44 +174,48 @@ void EventQueue::extract(encoding::Bytes& out) {
   countTaken(1);
 }
 
-/// Makes room for one more, so that the push_back to come cannot fail.
+// Makes room for one more, so that the push_back to come cannot fail.
 static void reserveOne(std::vector<uint32_t>& lengths) {
   if (lengths.size() == lengths.capacity()) lengths.reserve(2 * lengths.size() + 16);
 }
 
 size_t EventQueue::extract(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
-  return take<0>(out, lengths, most, mostBytes);
+  return take(out, lengths, most, mostBytes, false);
 }
 
 size_t EventQueue::extractFrames(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
-  return take<sizeof(uint32_t)>(out, lengths, most, mostBytes);
+  return take(out, lengths, most, mostBytes, true);
 }
 
-/// Takes messages, each behind its length if there is a header for it.
-template <size_t HeaderSize>
-size_t EventQueue::take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes) {
+// Keeps what was taken even if memory for the next message can't be had: the messages so far have left the ring.
+struct EventQueue::Taken {
+  ~Taken() {
+    tail.finish();
+    queue.countTaken(count);
+  }
+  EventQueue& queue;
+  encoding::data::Tail& tail;
+  size_t count = 0;
+};
+
+// What can fail is done before a message leaves the ring.
+size_t EventQueue::take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes,
+                        bool asFrames) {
+  const size_t header = asFrames ? sizeof(uint32_t) : 0;
   const std::lock_guard lock(mutex);
-  // What can fail is done before a message leaves the ring; those that have left by then are in `out`, and counted.
   encoding::data::Tail tail(out);
-  struct Taken {
-    ~Taken() {
-      tail.finish();
-      queue.countTaken(count);
-    }
-    EventQueue& queue;
-    encoding::data::Tail& tail;
-    size_t count = 0;
-  } taken{*this, tail};
+  Taken taken{*this, tail};
   const size_t before = tail.size();
   while (taken.count < most && tail.size() - before < mostBytes && used() != 0) {
     const uint32_t length = lengthAt(readOffset);
     if (length == 0) {
       takeMessage(nullptr, 0);
-      return taken.count++;
+      ++taken.count;
+      return taken.count - 1;  // it has no length of its own
     }
     reserveOne(lengths);
-    unsigned char* message = tail.room(HeaderSize + length);
-    if constexpr (HeaderSize != 0) message = encoding::data::writeUint32(message, length);
+    unsigned char* message = tail.room(header + length);
+    if (asFrames) message = encoding::data::writeUint32(message, length);
     prefetch(readOffset + PrefetchDistance);
     takeMessage(message, length);
     tail.advance(message + length);
@@ -221,6 +228,11 @@ size_t EventQueue::take(encoding::Bytes& out, std::vector<uint32_t>& lengths, si
 void EventQueue::wait() {
   std::unique_lock lock(waitMutex);
   condition.wait(lock);
+}
+
+bool EventQueue::owesWakeUp() {
+  const std::lock_guard lock(mutex);
+  return metrics.eventsQueued > behindBlock;
 }
 
 void EventQueue::getMetrics(metrics::EventQueueMetrics& out) {
@@ -239,6 +251,7 @@ void EventQueue::clear() {
   readOffset = 0;
   writeOffset = 0;
   wrapped = false;
+  behindBlock = 0;
   metrics.eventsQueued = 0;
   metrics.eventsProcessed = 0;
   metrics.eventsDropped = 0;

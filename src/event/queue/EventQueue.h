@@ -59,6 +59,11 @@ class EventQueue {
   /// remembered, whatever the queue holds: extract until nothing comes before waiting.
   void wait();
 
+  /// Whether messages are left of those that one append() stored together, or in front of them. They came with one
+  /// wake-up where one by one they would have had as many as they are: who took some of them goes on instead of
+  /// waiting.
+  bool owesWakeUp();
+
   /// Wakes all waiters.
   void signal() noexcept { condition.notify_all(); }
 
@@ -90,7 +95,7 @@ class EventQueue {
   /// The bytes in front of each message: its length.
   static constexpr size_t PrefixSize = 3;
 
-  bool takes(size_t length) const noexcept;
+  bool canHold(size_t length) const noexcept;
   [[noreturn]] void refuse(size_t length) const;
   uint64_t used() const noexcept;
   uint64_t room(uint64_t offset) const noexcept { return config.size - offset; }
@@ -103,8 +108,8 @@ class EventQueue {
   void store(const unsigned char* data, size_t length) noexcept;
   void storeBytes(const unsigned char* data, size_t length) noexcept;
   void storeInFront(std::span<const std::span<const unsigned char>> messages) noexcept;
-  template <size_t HeaderSize>
-  size_t take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes);
+  struct Taken;
+  size_t take(encoding::Bytes& out, std::vector<uint32_t>& lengths, size_t most, size_t mostBytes, bool asFrames);
   void prefetch(uint64_t offset) const noexcept;
   void takeMessage(unsigned char* out, size_t length) noexcept;
   void subtractQueued(uint64_t count) noexcept;
@@ -114,7 +119,8 @@ class EventQueue {
   uint64_t readOffset = 0;   // of the oldest message's length
   uint64_t writeOffset = 0;  // of the next byte to store
   bool wrapped = false;      // the write side has passed the ring's end and the read side has not followed yet
-  std::mutex mutex;          // guards the four above
+  uint64_t behindBlock = 0;  // messages appended one by one since the last that were appended together
+  std::mutex mutex;          // guards the five above
   std::mutex waitMutex;      // guards nothing; a waiter thus holds nothing that a producer needs
   std::condition_variable condition;
   const EventQueueConfig config;

@@ -34,7 +34,7 @@ void EventQueue::recover() {
 }
 
 static void save(EventQueue& queue, const std::string& filename) {
-  QueueFileWriter file(filename);
+  QueueFileWriter file(filename, QueueFileWriter::Place::Own);
   do { queue.extract(file.next()); } while (file.write());
   file.close();  // a tail that the disk has no room for is lost, as the rest is still worth having
 }

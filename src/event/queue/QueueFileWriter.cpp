@@ -1,5 +1,9 @@
 #include "event/queue/QueueFileWriter.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <utility>
 
@@ -14,8 +18,24 @@ using namespace file_format;
   throw QueueError(action + filename + " failed: " + error::getMessage(number));
 }
 
-QueueFileWriter::QueueFileWriter(std::string name)
-    : filename(std::move(name)), file(std::fopen(filename.c_str(), "wb")) {
+// What is left at the place may be open to others, or another user's link to a file of ours. If it can't be removed, as
+// a folder can't, opening it tells why.
+static int openAnew(const std::string& filename) {
+  (void)::unlink(filename.c_str());
+  const int descriptor = ::open(filename.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (descriptor != -1) (void)::fchmod(descriptor, 0600);
+  return descriptor;
+}
+
+static FilePtr open(const std::string& filename, QueueFileWriter::Place place) {
+  const int descriptor = place == QueueFileWriter::Place::Own
+                             ? openAnew(filename)
+                             : ::open(filename.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  return FilePtr(descriptor == -1 ? nullptr : ::fdopen(descriptor, "wb"));
+}
+
+QueueFileWriter::QueueFileWriter(std::string name, Place place)
+    : filename(std::move(name)), file(open(filename, place)) {
   if (!file) fail("Open ", errno);
   if (std::fwrite(Magic, sizeof Magic, 1, file.get()) == 1) return;
   const int number = errno;
@@ -28,8 +48,10 @@ QueueFileWriter::~QueueFileWriter() {
 }
 
 void QueueFileWriter::abandon() noexcept {
+  struct stat status {};
+  const bool isFile = ::fstat(::fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode);
   file.reset();
-  std::remove(filename.c_str());
+  if (isFile) std::remove(filename.c_str());
 }
 
 encoding::Bytes& QueueFileWriter::next() {

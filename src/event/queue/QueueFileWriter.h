@@ -8,11 +8,16 @@
 
 namespace ns::event::queue {
 
-/// Writes a queue file from front to back. Unless it was closed, the file is removed when the writer goes.
+/// Writes a queue file from front to back. Unless it was closed, the file is removed when the writer goes. A file that
+/// is made has mode 0600: events tell who asked for what.
 class QueueFileWriter {
  public:
+  /// Own: a name that belongs to this program. What stands there is removed first, and a link is not followed. Named:
+  /// what a person asked for, devices and links too; a file that is there keeps its mode.
+  enum class Place { Own, Named };
+
   /// Creates or empties the file and writes its magic. Throws QueueError if either fails.
-  explicit QueueFileWriter(std::string filename);
+  QueueFileWriter(std::string filename, Place place);
   ~QueueFileWriter();
   QueueFileWriter(const QueueFileWriter&) = delete;
   QueueFileWriter& operator=(const QueueFileWriter&) = delete;

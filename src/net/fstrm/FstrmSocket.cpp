@@ -13,11 +13,6 @@ namespace ns::net::fstrm {
 
 namespace data = encoding::data;
 
-const char* const dnstap_content_type = "protobuf:dnstap.Dnstap";
-
-static constexpr uint32_t ContentTypeField = 1;
-static constexpr uint32_t ContentTypeLength = 22;
-
 // A peer that announces a gigabyte has to send it before it gets the memory.
 static constexpr uint32_t GrowthStep = 65536;
 
@@ -66,6 +61,12 @@ void FstrmSocket::sendblock(const unsigned char* bytes, unsigned int length, boo
   } else {
     socket.sendblock(bytes, length, more);
   }
+}
+
+size_t FstrmSocket::wholeFrames(std::span<std::span<const unsigned char>> out, bool mayRead) {
+  const size_t count = ahead.frames(out, config.dataFrameMaxSize);
+  if (count != 0 || !mayRead || !ahead.isCutOff(config.dataFrameMaxSize) || !readAhead()) return count;
+  return ahead.frames(out, config.dataFrameMaxSize);
 }
 
 uint32_t FstrmSocket::readlength(bool isData) {
@@ -136,8 +137,10 @@ void FstrmSocket::sendstart() {
 }
 
 void FstrmSocket::sendstop() {
+  socket.limitWaits();
   sendcontrol(Stop, false);
   if (!config.bidirectional) return;
+  socket.limitWaits();
   const uint32_t type = readcontrol(true, false);
   if (type != Finish) failValue("Expected FINISH(5) control message but got ", type);
 }

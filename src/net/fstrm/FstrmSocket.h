@@ -9,15 +9,10 @@
 #include "net/fstrm/FstrmError.h"
 #include "net/fstrm/FstrmSocketConfig.h"
 #include "net/fstrm/ReadAhead.h"
+#include "net/fstrm/protocol.h"
 #include "net/tls/TlsSocket.h"
 
 namespace ns::net::fstrm {
-
-/// The one content type that is spoken here.
-extern const char* const dnstap_content_type;
-
-/// Types of control frames, by the numbers of the Frame Streams protocol.
-enum ControlType : uint32_t { Accept = 1, Start = 2, Stop = 3, Ready = 4, Finish = 5 };
 
 /// Frame Streams on a connection, over TLS if that is configured. A frame is a big-endian 32-bit length and that many
 /// bytes; length 0 is the escape in front of a control frame, which has a length of its own, a type and fields.
@@ -49,8 +44,10 @@ class FstrmSocket {
   /// Sends a control frame.
   void sendcontrol(uint32_t type, bool withContentType);
 
-  /// The sender's opening of a fresh connection, and its end.
+  /// The sender's opening of a fresh connection.
   void sendstart();
+  /// The sender's end. From here on the waits of the socket are limited, anew for STOP and for the answer to it: a peer
+  /// that trickles its answer gets one time-out for all of it.
   void sendstop();
 
   // Reading ahead, for a reader of many data frames that doesn't use TLS; over TLS nothing is ever ahead. All other
@@ -60,19 +57,16 @@ class FstrmSocket {
   bool hasAhead() const { return ahead.size() != 0; }
   /// Takes what the socket holds, without waiting. Returns false if nothing was there, or no more fits behind the head
   /// of a large frame. Throws SocketError as Socket::receive does.
-  bool fillAhead() { return !useTls && ahead.fill(socket); }
-  /// As fillAhead, but only if a data frame that is ahead is cut off, and not to look behind anything else.
-  bool completeAhead() { return ahead.isCutOff(config.dataFrameMaxSize) && fillAhead(); }
-  /// Whether the socket is likely to hold more than the last fillAhead() took.
-  bool likelyMore() const { return ahead.wasFilled(); }
+  bool readAhead() { return !useTls && ahead.fill(socket); }
+  /// As readAhead(), but only where that is likely to find something: the last one took all that it had room for.
+  bool readOnAhead() { return ahead.wasFilled() && readAhead(); }
   /// Stores the payloads of the data frames that lie ahead whole, in order, and returns their number. Ends in front of
-  /// anything else: a control frame, a length above the limit, a frame cut off. Valid until the next read.
-  size_t framesAhead(std::span<std::span<const unsigned char>> out) const {
-    return ahead.frames(out, config.dataFrameMaxSize);
-  }
-  /// Takes the frames that framesAhead() found off the stream, up to and with this one. Returns the bytes that they
+  /// anything else: a control frame, a length above the limit, a frame cut off. With `mayRead` the rest of a first
+  /// frame that is cut off is looked for, once and without waiting. Valid until the next read.
+  size_t wholeFrames(std::span<std::span<const unsigned char>> out, bool mayRead);
+  /// Takes the frames that wholeFrames() found off the stream, up to and with this one. Returns the bytes that they
   /// took.
-  size_t dropAheadThrough(std::span<const unsigned char> frame) { return ahead.dropThrough(frame); }
+  size_t dropThrough(std::span<const unsigned char> frame) { return ahead.dropThrough(frame); }
   /// Frees the memory if nothing is ahead: for a connection that is idle.
   void releaseAhead() { ahead.release(); }
 

@@ -9,7 +9,7 @@ namespace ns::net::fstrm {
 
 static constexpr size_t WordSize = 4;
 
-// Where a frame begins is known by the one before only, so the processor can't run ahead by itself.
+// Where a frame begins stands in the one before it, so the processor's own prefetching doesn't reach the next ones.
 static constexpr size_t PrefetchDistance = 1024;
 
 // What is held moves to the front; by then that is mostly the head of one frame.

@@ -1,90 +1,25 @@
 #include "net/tls/TlsSocket.h"
 
 #include <openssl/err.h>
-#include <openssl/x509_vfy.h>
+#include <openssl/rand.h>
 
 #include <algorithm>
 #include <climits>
 #include <utility>
 
-#include "error/messages.h"
 #include "log/log.h"
 
 namespace ns::net::tls {
 
-// One TLS record's plain text (RFC 8446, 5.1), and the size of the steps in which bytes move to and from the network.
-static constexpr size_t TransferSize = 16384;
-
-// SSL_write takes at most this many bytes at a time, four whole records, so that the memory BIO stays small and warm in
-// the cache whatever the size of a batch. The records are the same as those of one large write.
-static constexpr unsigned int WriteSize = 4 * TransferSize;
-
-int parseTlsVersion(const std::string& version) {
-  if (version == "1.2") return TLS1_2_VERSION;
-  if (version == "1.3") return TLS1_3_VERSION;
-  return 0;
-}
-
-TlsSocket::TlsSocket(unsigned int socketId, bool server, TlsSocketConfig socketConfig, Socket& plainSocket)
-    : id(socketId), isServer(server), config(std::move(socketConfig)), socket(plainSocket) {}
+TlsSocket::TlsSocket(unsigned int socketId, bool server, TlsSocketConfig socketConfig, Socket& plainSocket,
+                     SharedTlsContext* sharedContext)
+    : id(socketId), isServer(server), config(std::move(socketConfig)), socket(plainSocket), shared(sharedContext) {}
 
 TlsSocket::~TlsSocket() { reset(); }
 
 void TlsSocket::fail(const std::string& what) { throw TlsError(what + " failed: " + getSslError(0)); }
 
-void TlsSocket::createContext() {
-  ctx.reset(SSL_CTX_new(isServer ? TLS_server_method() : TLS_client_method()));
-  if (!ctx) fail("SSL_CTX_new()");
-  setVersions();
-  setCiphers();
-  if (isServer || config.useCertificate) loadCertificate();
-  setVerification();
-}
-
-void TlsSocket::setVersions() {
-  if (!config.minVersion.empty()) {
-    const int version = parseTlsVersion(config.minVersion);
-    if (version < 1) fail("Parse minimum TLS version");
-    if (SSL_CTX_set_min_proto_version(ctx.get(), version) != 1) fail("SSL_CTX_set_min_proto_version()");
-  }
-  if (!config.maxVersion.empty()) {
-    const int version = parseTlsVersion(config.maxVersion);
-    if (version < 1) fail("Parse maximum TLS version");
-    if (SSL_CTX_set_max_proto_version(ctx.get(), version) != 1) fail("SSL_CTX_set_max_proto_version()");
-  }
-}
-
-void TlsSocket::setCiphers() {
-  if (!config.cipherList.empty() && SSL_CTX_set_cipher_list(ctx.get(), config.cipherList.c_str()) != 1) {
-    fail("SSL_CTX_set_cipher_list(" + config.cipherList + ")");
-  }
-  if (!config.cipherSuites.empty() && SSL_CTX_set_ciphersuites(ctx.get(), config.cipherSuites.c_str()) != 1) {
-    fail("SSL_CTX_set_ciphersuites(" + config.cipherSuites + ")");
-  }
-}
-
-void TlsSocket::loadCertificate() {
-  if (SSL_CTX_use_certificate_chain_file(ctx.get(), config.certFile.c_str()) != 1) {
-    fail("SSL_CTX_use_certificate_chain_file(" + config.certFile + ")");
-  }
-  if (SSL_CTX_use_PrivateKey_file(ctx.get(), config.keyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
-    fail("SSL_CTX_use_PrivateKey_file(" + config.keyFile + ")");
-  }
-  if (SSL_CTX_check_private_key(ctx.get()) != 1) fail("SSL_CTX_check_private_key()");
-}
-
-void TlsSocket::setVerification() {
-  if (!config.validate) {
-    SSL_CTX_set_verify(ctx.get(), SSL_VERIFY_NONE, nullptr);
-    return;
-  }
-  if (!config.caFile.empty() && SSL_CTX_load_verify_locations(ctx.get(), config.caFile.c_str(), nullptr) != 1) {
-    fail("SSL_CTX_load_verify_locations(" + config.caFile + ")");
-  }
-  if (SSL_CTX_set_default_verify_paths(ctx.get()) != 1) fail("SSL_CTX_set_default_verify_paths()");
-  const int mode = isServer ? SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT : SSL_VERIFY_PEER;
-  SSL_CTX_set_verify(ctx.get(), mode, nullptr);
-}
+void TlsSocket::createContext() { ctx = shared != nullptr ? shared->get() : makeTlsContext(config, isServer); }
 
 void TlsSocket::createSsl() {
   ssl.reset(SSL_new(ctx.get()));
@@ -97,10 +32,19 @@ void TlsSocket::createSsl() {
   SSL_set_bio(ssl.get(), rbio, wbio);  // the SSL object frees both from here on
   if (isServer) {
     SSL_set_accept_state(ssl.get());
+    refuseResumption();
   } else {
     SSL_set_connect_state(ssl.get());
     if (!config.serverName.empty()) setServerName();
   }
+}
+
+// Each connection shows its certificate and has it checked, also against files that are new: a ticket of an earlier
+// connection under the same context is of another session context, and gets a whole handshake.
+void TlsSocket::refuseResumption() {
+  std::array<unsigned char, SSL_MAX_SID_CTX_LENGTH> unique;
+  if (RAND_bytes(unique.data(), unique.size()) != 1) fail("RAND_bytes()");
+  if (SSL_set_session_id_context(ssl.get(), unique.data(), unique.size()) != 1) fail("SSL_set_session_id_context()");
 }
 
 void TlsSocket::setServerName() {
@@ -124,8 +68,11 @@ void TlsSocket::connect() {
   try {
     close();
     ERR_clear_error();  // what an earlier connection left behind must not show up in this one's failures
+    Transfer first;
+    const unsigned int count = isServer ? receive(first) : 0;  // a silent client costs no more than its connection
     createContext();
     createSsl();
+    if (count != 0) feed(first, count);
     handshake();
   } catch (const std::exception& e) {
     reset();
@@ -160,11 +107,11 @@ void TlsSocket::reset() {
 // With `more` the caller writes on at once; the network layer may then fill up its last packet.
 void TlsSocket::flushWriteBio(bool more) {
   if (wbio == nullptr) return;
-  unsigned char buffer[TransferSize];  // not cleared: this runs for every read and write
+  Transfer buffer;  // not cleared: this runs for every read and write
   while (true) {
-    const int count = BIO_read(wbio, buffer, sizeof buffer);
+    const int count = BIO_read(wbio, buffer.data(), static_cast<int>(buffer.size()));
     if (count > 0) {
-      socket.sendblock(buffer, static_cast<unsigned int>(count), more || BIO_ctrl_pending(wbio) != 0);
+      socket.sendblock(buffer.data(), static_cast<unsigned int>(count), more || BIO_ctrl_pending(wbio) != 0);
     } else if (count == 0 || BIO_should_retry(wbio)) {
       return;  // a memory BIO has no end, it only asks to come again
     } else {
@@ -173,16 +120,20 @@ void TlsSocket::flushWriteBio(bool more) {
   }
 }
 
+unsigned int TlsSocket::receive(Transfer& buffer) {
+  const unsigned int count = socket.readInTime(buffer.data(), static_cast<unsigned int>(buffer.size()));
+  if (count == 0) throw TlsError("TLS read failed: wait() timed out");
+  return count;
+}
+
+void TlsSocket::feed(const Transfer& buffer, unsigned int count) {
+  const int length = static_cast<int>(count);
+  if (BIO_write(rbio, buffer.data(), length) != length) fail("BIO_write(rbio)");
+}
+
 void TlsSocket::pumpReadBio() {
-  unsigned char buffer[TransferSize];
-  const bool timed = socket.getReadTimeout() != 0;  // with no time at all not even a look is allowed
-  unsigned int count = timed ? socket.tryReceive(buffer, sizeof buffer) : 0;
-  if (count == 0) {
-    if (socket.wait(true, socket.getReadTimeout())) throw TlsError("TLS read failed: wait() timed out");
-    count = socket.receive(buffer, sizeof buffer);
-  }
-  if (count == 0) throw TlsError("TLS peer closed connection");
-  if (BIO_write(rbio, buffer, static_cast<int>(count)) != static_cast<int>(count)) fail("BIO_write(rbio)");
+  Transfer buffer;
+  feed(buffer, receive(buffer));
 }
 
 void TlsSocket::handleWant(const char* operation, int result) {
@@ -206,6 +157,9 @@ unsigned int TlsSocket::readsome(unsigned char* buffer, unsigned int length) {
 }
 
 void TlsSocket::sendblock(const unsigned char* buffer, unsigned int length) {
+  // SSL_write takes at most this many bytes at a time, four whole records, so that the memory BIO stays small and warm
+  // in the cache whatever the size of a batch. The records are the same as those of one large write.
+  static constexpr unsigned int WriteSize = 4 * TransferSize;
   if (!handshakeComplete) throw TlsError("TLS handshake not complete");
   while (length != 0) {
     const unsigned int piece = std::min(length, WriteSize);
@@ -227,10 +181,7 @@ std::string TlsSocket::getSslError(int result) {
   } else {
     text = !ssl && result == 0 ? "Unknown SSL error" : std::to_string(result);
   }
-  const char* separator = " (";
-  for (std::string entry; error::takeSslError(entry); separator = "; ") text += separator + entry;
-  if (*separator == ';') text += ")";
-  return text;
+  return withSslErrors(std::move(text));
 }
 
 }  // namespace ns::net::tls

@@ -25,8 +25,8 @@ std::vector<Finding> Findings::sorted() const {
 
 static const char* nameOf(Severity severity) { return severity == Severity::Warning ? "warning" : "error"; }
 
-/// The bytes of the UTF-8 character at the front of `text`; 0 if there is none (RFC 3629, 4; the few overlong forms
-/// that the first byte doesn't tell pass).
+// The bytes of the UTF-8 character at the front of `text`; 0 if there is none (RFC 3629, 4; the few overlong forms
+// that the first byte doesn't tell pass).
 static size_t characterLength(std::string_view text) {
   const unsigned char first = static_cast<unsigned char>(text[0]);
   const size_t length = first < 0x80   ? 1
@@ -42,13 +42,13 @@ static size_t characterLength(std::string_view text) {
   return length;
 }
 
-/// A file can hold any bytes, and its values are quoted in texts.
+// A file can hold any bytes, and its values are quoted in texts.
 static std::string printable(std::string_view text) {
   std::string out;
   while (!text.empty()) {
     const size_t length = characterLength(text);
     const bool shown = length > 1 || (length == 1 && text[0] >= ' ' && text[0] != '\x7f');
-    shown ? out.append(text, 0, length) : out.append(1, '?');
+    out += shown ? text.substr(0, length) : "?";
     text.remove_prefix(std::max<size_t>(length, 1));
   }
   return out;

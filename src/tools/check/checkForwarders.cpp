@@ -1,6 +1,7 @@
 #include "encoding/ip.h"
 #include "tools/check/checkTls.h"
 #include "tools/check/checkWorkers.h"
+#include "tools/check/isThisMachine.h"
 
 namespace ns::tools::check {
 
@@ -15,15 +16,26 @@ static void checkHost(size_t line, const net::SocketConfig& config, Findings& fi
                            " address: the forwarder never connects");
 }
 
-void checkForwarders(const Settings& settings, Findings& findings) {
+static void checkPrivacy(size_t line, const ForwarderConfig& config, Findings& findings) {
+  if (!config.tls.enabled) {
+    if (isThisMachine(config.socket.host)) return;
+    findings.warn(line,
+                  "without TLS to another machine: whoever is on the way can read the events, which are personal data");
+  } else if (!config.tls.validate) {
+    findings.warn(line, "tls-validate=off: any certificate passes as the target's");
+  } else if (config.tls.serverName.empty()) {
+    findings.warn(line, "tls-validate-server-name is empty: any valid certificate passes, whatever name it is for");
+  }
+}
+
+void checkForwarders(const CheckedSettings& settings, Findings& findings) {
   for (size_t i = 0; i < settings.forwarders.forwarders.size(); ++i) {
     const ForwarderConfig& config = settings.forwarders.forwarders[i];
-    const SourceEntry& entry = settings.forwarderEntries[i];
+    const Entry& entry = settings.forwarderEntries[i];
     checkHost(entry.line, config.socket, findings);
     checkTlsOptions(entry, config.tls.enabled, findings);
-    if (!config.tls.enabled) continue;
-    checkTls(entry.line, false, config.tls, findings);
-    if (!config.tls.validate) findings.warn(entry.line, "tls-validate=off: any certificate passes as the target's");
+    if (config.tls.enabled) checkTls(entry.line, false, config.tls, findings);
+    checkPrivacy(entry.line, config, findings);
   }
   if (settings.forwarders.forwarders.empty()) {
     findings.warn(0, "no forwarder: events stay in the queue until newer ones push them out");

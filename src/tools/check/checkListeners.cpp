@@ -8,6 +8,7 @@
 #include "app/run.h"
 #include "tools/check/checkTls.h"
 #include "tools/check/checkWorkers.h"
+#include "tools/check/isThisMachine.h"
 #include "tools/check/options.h"
 
 namespace ns::tools::check {
@@ -44,7 +45,7 @@ void checkPath(size_t line, const std::string& path, Findings& findings) {
   }
 }
 
-void checkUnix(const SourceEntry& entry, const ListenerConfig& config, Findings& findings) {
+void checkUnix(const Entry& entry, const ListenerConfig& config, Findings& findings) {
   const std::string path = rawWord(entry.value, 1);
   if (path != config.socket.path) {
     findings.warn(entry.line, "the path is taken in lower case: " + config.socket.path);
@@ -56,9 +57,7 @@ void checkUnix(const SourceEntry& entry, const ListenerConfig& config, Findings&
   if (config.tls.enabled) findings.error(entry.line, "tls=on never works on a Unix path: connections fail");
 }
 
-bool isLoopback(const std::string& host) { return host == "::1" || host.rfind("127.", 0) == 0; }
-
-void checkTcp(const SourceEntry& entry, const ListenerConfig& config, Findings& findings) {
+void checkTcp(const Entry& entry, const ListenerConfig& config, Findings& findings) {
   const std::string& host = config.socket.host;
   try {
     net::SocketAddress::ofLiteral(config.socket);
@@ -67,7 +66,7 @@ void checkTcp(const SourceEntry& entry, const ListenerConfig& config, Findings& 
                                    " address: the listener never opens");
   }
   if (config.tls.enabled) checkTls(entry.line, true, config.tls, findings);
-  if (isLoopback(host)) return;
+  if (isThisMachine(host)) return;
   if (!config.tls.enabled) {
     findings.warn(entry.line, "without TLS on an address that other machines can reach: anyone there may send events");
   } else if (!config.tls.validate) {
@@ -90,12 +89,16 @@ std::string endpointOf(const ListenerConfig& config) {
 
 }  // namespace
 
-void checkListeners(const Settings& settings, Findings& findings) {
+void checkListeners(const CheckedSettings& settings, Findings& findings) {
   std::map<std::string, size_t> lines;
   for (size_t i = 0; i < settings.listeners.listeners.size(); ++i) {
     const ListenerConfig& config = settings.listeners.listeners[i];
-    const SourceEntry& entry = settings.listenerEntries[i];
-    config.socket.useUnix ? checkUnix(entry, config, findings) : checkTcp(entry, config, findings);
+    const Entry& entry = settings.listenerEntries[i];
+    if (config.socket.useUnix) {
+      checkUnix(entry, config, findings);
+    } else {
+      checkTcp(entry, config, findings);
+    }
     checkIdleCut(entry.line, config, findings);
     checkTlsOptions(entry, config.tls.enabled, findings);
     const auto [first, fresh] = lines.emplace(endpointOf(config), entry.line);

@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <memory>
 
 #include "app/run.h"
+#include "error/messages.h"
 #include "event/queue/EventQueue.h"
 #include "event/queue/QueueFileReader.h"
 #include "file/file.h"
+#include "tools/check/fileKind.h"
 
 namespace ns::tools::check {
 
@@ -25,17 +28,31 @@ static void load(size_t line, EventQueue& queue, const std::string& filename, Fi
                           " don't fit into message-queue-size, and a start drops them");
 }
 
+// Whether this user can write to the folder or file. If not, what a stop would save is lost.
+static bool isWritable(size_t line, const std::string& path, bool isFolder, Findings& findings) {
+  if (access((isFolder ? path + "/." : path).c_str(), W_OK) == 0) return true;
+  findings.error(
+      line, "this user can't write to " + path + " (" + error::getMessage(errno) + "): the queue is lost at a stop");
+  return false;
+}
+
+static void checkTemporary(size_t line, const std::string& name, Findings& findings) {
+  const std::string kind = kindOf(name);
+  if (!kind.empty()) return findings.error(line, name + " is " + kind + ", not a file: the queue is lost at a stop");
+  if (!file::exists(name) || !isWritable(line, name, false, findings)) return;
+  findings.warn(line, name + " holds what a stop could not save, and the next stop writes over it");
+}
+
 static void checkFile(size_t line, EventQueue& queue, const EventQueueConfig& config, Findings& findings) {
   const std::string& name = config.filename;
   const std::string folder = name.rfind('/') == 0 ? "/" : getBasename(name);
-  const bool writable = access(folder.c_str(), W_OK | X_OK) == 0;
+  const std::string kind = kindOf(name);
+  const bool writable = isWritable(line, folder, true, findings);
   const bool there = file::exists(name);
-  if (!writable) findings.error(line, "this user can't write to " + folder + ": the queue is lost at a stop");
+  if (!kind.empty()) return findings.fatal(line, name + " is " + kind + ", not a file: no queue can be loaded from it");
   if (there) load(line, queue, name, findings);
   if (there && !writable) findings.fatal(line, "the queue file can't be removed after it was loaded");
-  if (file::exists(name + ".tmp")) {
-    findings.warn(line, name + ".tmp holds what a stop could not save, and the next stop writes over it");
-  }
+  checkTemporary(line, name + ".tmp", findings);
 }
 
 void checkQueue(size_t line, size_t sizeLine, const EventQueueConfig& config, Findings& findings) {

@@ -8,6 +8,8 @@
 #include <cstdlib>
 
 #include "net/tls/TlsSocket.h"
+#include "tools/check/checkSuites.h"
+#include "tools/check/fileKind.h"
 #include "tools/check/options.h"
 
 namespace ns::tools::check {
@@ -18,25 +20,33 @@ namespace {
 
 using X509Ptr = std::unique_ptr<X509, net::tls::OpensslDeleter<X509_free>>;
 
-/// The text that connect() fails with on a connection that its peer has closed.
-std::string failHandshake(bool isServer, const TlsSocketConfig& config) {
+// The text that a client's connect() fails with on a connection that its peer has closed.
+std::string failAsClient(const TlsSocketConfig& config) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return "";
   close(ends[1]);
   net::Socket socket(0, net::SocketConfig(), ends[0]);
   try {
-    net::tls::TlsSocket(0, isServer, config, socket).connect();
+    net::tls::TlsSocket(0, false, config, socket).connect();
   } catch (const std::exception& e) { return e.what(); }
   return "";
 }
 
-/// Whether OpenSSL was set up, and only the missing peer made the handshake fail.
+// The text that a server fails with at a client's first byte; empty if it doesn't.
+std::string failAsServer(const TlsSocketConfig& config) {
+  try {
+    net::tls::makeTlsContext(config, true);
+  } catch (const std::exception& e) { return std::string("TLS handshake failed: ") + e.what(); }
+  return "";
+}
+
+// Whether OpenSSL was set up, and nothing or only the missing peer made the handshake fail.
 bool failsForThePeer(const std::string& text) {
-  return text.rfind("TLS handshake failed: recv() failed", 0) == 0 ||
+  return text.empty() || text.rfind("TLS handshake failed: recv() failed", 0) == 0 ||
          text.rfind("TLS handshake failed: send() failed", 0) == 0;
 }
 
-/// Days and seconds from now; both negative for the past.
+// Days and seconds from now; both negative for the past.
 struct Span {
   int days = 0, seconds = 0;
 };
@@ -67,10 +77,31 @@ void checkDatesIn(size_t line, const std::string& filename, Findings& findings) 
   }
 }
 
+// The files that are read at each handshake.
+std::vector<std::string> filesOf(bool isServer, const TlsSocketConfig& config) {
+  std::vector<std::string> files;
+  if (isServer || config.useCertificate) files = {config.certFile, config.keyFile};
+  if (config.validate && !config.caFile.empty()) files.push_back(config.caFile);
+  return files;
+}
+
+bool canRead(size_t line, const std::vector<std::string>& files, Findings& findings) {
+  bool all = true;
+  for (const std::string& file : files) {
+    const std::string reason = whyUnreadable(file);
+    if (reason.empty()) continue;
+    findings.error(line, reason);
+    all = false;
+  }
+  return all;
+}
+
 }  // namespace
 
 void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Findings& findings) {
-  const std::string failure = failHandshake(isServer, config);
+  checkSuites(line, config, findings);
+  if (!canRead(line, filesOf(isServer, config), findings)) return;
+  const std::string failure = isServer ? failAsServer(config) : failAsClient(config);
   if (!failsForThePeer(failure)) findings.error(line, failure);
   if (isServer || config.useCertificate) checkDatesIn(line, config.certFile, findings);
   if (!config.validate) return;
@@ -82,7 +113,7 @@ void checkTls(size_t line, bool isServer, const TlsSocketConfig& config, Finding
   }
 }
 
-void checkTlsOptions(const SourceEntry& entry, bool enabled, Findings& findings) {
+void checkTlsOptions(const Entry& entry, bool enabled, Findings& findings) {
   if (enabled) return;
   for (const auto& option : readOptions(entry)) {
     if (option.name.rfind("tls-", 0) != 0) continue;

@@ -15,7 +15,7 @@ static int usage() {
   return 2;
 }
 
-/// Becomes the user that the daemon runs as, so that what can be read and written is what it can. Needs root.
+// Becomes the user that the daemon runs as, so that what can be read and written is what it can. Needs root.
 static bool becomeUser(const char* name) {
   const passwd* const user = getpwnam(name);  // NOLINT(concurrency-mt-unsafe): there is one thread
   if (user != nullptr && initgroups(name, user->pw_gid) == 0 && setgid(user->pw_gid) == 0 &&

@@ -7,7 +7,7 @@
 
 #include "encoding/data.h"
 #include "error/messages.h"
-#include "net/fstrm/FstrmSocket.h"
+#include "net/fstrm/protocol.h"
 
 namespace ns::tools::queue {
 
@@ -15,12 +15,10 @@ using encoding::Bytes;
 namespace data = encoding::data;
 namespace fstrm = net::fstrm;
 
-/// The most of a control frame, as receivers take them; real ones have 34 bytes.
+// The most of a control frame, as receivers take them; real ones have 34 bytes.
 static constexpr uint32_t MaxControl = 65536;
-/// The most that is made room for ahead of the bytes, as a damaged length may say 4 GiB.
+// The most that is made room for ahead of the bytes, as a damaged length may say 4 GiB.
 static constexpr size_t MaxPiece = 1 << 20;
-/// The type of the control field that holds a content type.
-static constexpr uint32_t ContentTypeField = 1;
 
 void CloseStream::operator()(std::FILE* file) const noexcept {
   if (file != stdin && file != stdout) std::fclose(file);
@@ -32,7 +30,7 @@ static bool isStandard(const std::string& filename) { return filename == "-"; }
   throw FstrmFileError("Read " + filename + " failed: Byte " + std::to_string(offset) + ": " + reason);
 }
 
-/// Whether the fields of a START hold our content type. A field cut off ends the walk.
+// Whether the fields of a START hold our content type. A field cut off ends the walk.
 static bool namesDnstap(const Bytes& body) {
   const std::string_view wanted = fstrm::dnstap_content_type;
   const uint32_t size = static_cast<uint32_t>(body.size());
@@ -41,7 +39,7 @@ static bool namesDnstap(const Bytes& body) {
     at += 8;
     if (length > size - at) return false;
     const std::string_view value(reinterpret_cast<const char*>(body.data()) + at, length);
-    if (type == ContentTypeField && value == wanted) return true;
+    if (type == fstrm::ContentTypeField && value == wanted) return true;
     at += length;
   }
   return false;
@@ -71,7 +69,7 @@ void FstrmFileReader::readBlock(Bytes& out, uint32_t length) {
   }
 }
 
-/// Returns false at the end of the file in front of a length.
+// Returns false at the end of the file in front of a length.
 bool FstrmFileReader::readLength(uint32_t& length) {
   unsigned char word[4];
   const size_t got = std::fread(word, 1, sizeof word, file.get());
@@ -83,7 +81,7 @@ bool FstrmFileReader::readLength(uint32_t& length) {
   return true;
 }
 
-/// Reads what stands behind the escape of a control frame. Returns its type.
+// Reads what stands behind the escape of a control frame. Returns its type.
 uint32_t FstrmFileReader::readControl(Bytes& body) {
   uint32_t length = 0;
   if (!readLength(length)) fail("The file ends within a control frame");
@@ -115,7 +113,7 @@ FstrmFileWriter::FstrmFileWriter(const std::string& name)
   if (!file) throw FstrmFileError("Open " + filename + " failed: " + error::getMessage(errno));
   const std::string_view type = fstrm::dnstap_content_type;
   const uint32_t length = static_cast<uint32_t>(type.size());
-  writeWords({0, 12 + length, fstrm::Start, ContentTypeField, length});
+  writeWords({0, 12 + length, fstrm::Start, fstrm::ContentTypeField, length});
   writeBytes(type.data(), type.size());
 }
 

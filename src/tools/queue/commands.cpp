@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "encoding/data.h"
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/DnstapDecoder.h"
 #include "encoding/time.h"
 #include "error/messages.h"
 #include "event/queue/EventQueue.h"
@@ -30,7 +30,7 @@ using event::queue::QueueFileWriter;
 
 namespace {
 
-/// What a walk over a queue file found.
+// What a walk over a queue file found.
 struct Contents {
   uint64_t events = 0;
   uint64_t bytes = 0;   // of all payloads
@@ -39,7 +39,7 @@ struct Contents {
   std::string damage;   // what a start of the daemon would fail with
 };
 
-/// Hands each whole record in front of the first damage to `take`. What `take` throws passes.
+// Hands each whole record in front of the first damage to `take`. What `take` throws passes.
 Contents walk(const std::string& filename, const std::function<void(const Bytes&)>& take) {
   Contents contents;
   QueueFileReader reader(filename);
@@ -63,7 +63,7 @@ Contents walk(const std::string& filename, const std::function<void(const Bytes&
   return contents;
 }
 
-/// Tells what is wrong with a file. Returns whether a start of the daemon would take it.
+// Tells what is wrong with a file. Returns whether a start of the daemon would take it.
 bool report(const std::string& filename, const Contents& contents) {
   if (!contents.damage.empty()) {
     std::fprintf(stderr, "%s: damaged at byte %" PRIu64 ", behind %" PRIu64 " whole events: %s\n", filename.c_str(),
@@ -76,16 +76,16 @@ bool report(const std::string& filename, const Contents& contents) {
   return contents.damage.empty();
 }
 
-/// A point in time, in seconds and nanoseconds; all zero for an event without one.
+// A point in time, in seconds and nanoseconds; all zero for an event without one.
 using Time = std::pair<uint64_t, uint32_t>;
 
-/// The time that an event shows in the text formats: that of the response for the even types.
+// The time that an event shows in the text formats: that of the response for the even types.
 Time timeOf(const DnstapView& record) {
   if (record.type % 2 == 0) return {record.response_time_sec, record.response_time_nsec};
   return {record.query_time_sec, record.query_time_nsec};
 }
 
-/// The earliest and the latest time of the events. Batches that came back to the queue stand out of order in it.
+// The earliest and the latest time of the events. Batches that came back to the queue stand out of order in it.
 struct Span {
   Time first, last;
   uint64_t timed = 0;
@@ -111,7 +111,7 @@ std::string format(const Time& time) {
   return std::string(seconds.substr(0, seconds.find('.'))) + fraction;
 }
 
-/// An existing file is not written over: it may be the only copy.
+// An existing file is not written over: it may be the only copy.
 void refuseExisting(const std::string& filename) {
   if (file::exists(filename)) throw QueueError("Open " + filename + " failed: " + error::getMessage(EEXIST));
 }
@@ -151,7 +151,7 @@ bool verify(const std::string& filename) {
 bool salvage(const std::string& from, const std::string& to) {
   refuseExisting(to);
   const uint64_t size = static_cast<uint64_t>(file::size(from));
-  QueueFileWriter writer(to);
+  QueueFileWriter writer(to, QueueFileWriter::Place::Named);
   const Contents contents = walk(from, [&](const Bytes& payload) { append(writer, payload); });
   finish(writer, to);
   report(from, contents);
@@ -171,7 +171,7 @@ bool toFstrm(const std::string& from, const std::string& to) {
 bool fromFstrm(const std::string& from, const std::string& to) {
   refuseExisting(to);
   FstrmFileReader reader(from);
-  QueueFileWriter writer(to);
+  QueueFileWriter writer(to, QueueFileWriter::Place::Named);
   uint64_t events = 0;
   for (Bytes payload; reader.read(payload, EventQueue::MaxMessage); ++events) append(writer, payload);
   finish(writer, to);

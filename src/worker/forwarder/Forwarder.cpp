@@ -1,35 +1,33 @@
 #include "worker/forwarder/Forwarder.h"
 
-#include <chrono>
 #include <cstdio>
-#include <thread>
 #include <utility>
 
 #include "encoding/data.h"
 #include "encoding/hex.h"
 #include "log/log.h"
+#include "worker/processLoop.h"
 
 namespace ns::worker::forwarder {
 
 static constexpr int ReconnectSeconds = 10;
 
-// A batch ends early at this many bytes, and what failed sends have left in the send buffer is given up beyond it:
-// sizes stay far inside 32 bits, and a target that accepts and resets for days does not make the buffer grow for days.
-static constexpr size_t MaxSendSize = 128U << 20;
+// What the log calls this worker.
+static std::string prefix(uint32_t id) { return nameOf("Forwarder", id) + ": "; }
 
-// Text is made of about this many bytes of events between two looks at the size of the send buffer, as one packet can
-// turn into tens of megabytes: some hundred real events, so that the queue's lock costs little, or one large one.
-static constexpr size_t FormatSize = 16384;
-
-static std::string prefix(uint32_t id) { return "Forwarder[" + std::to_string(id) + "]: "; }
+static ForwarderBatch::Form formOf(const RecordFormatter& formatter) {
+  return formatter.isFormatDnstap() ? ForwarderBatch::Form::Frames : ForwarderBatch::Form::Lines;
+}
 
 Forwarder::Forwarder(ForwarderConfig forwarderConfig, ForwarderContext context)
     : config(std::move(forwarderConfig)),
       queue(context.queue),
-      formatter(context.formatter->getConfig()),
+      formatter(context.formatter->getConfig(), metrics.dnstapErrors),
       socket(config.id, config.socket),
       tlsSocket(config.id, false, config.tls, socket),
-      fstrmSocket(config.id, config.fstrm, socket, tlsSocket) {}
+      fstrmSocket(config.id, config.fstrm, socket, tlsSocket),
+      current(formOf(formatter)),
+      previous(formOf(formatter)) {}
 
 Forwarder::~Forwarder() {
   try {
@@ -61,6 +59,7 @@ void Forwarder::startProcessLoopThread() {
 void Forwarder::stopProcessLoopThread() {
   if (!thread.isStarted()) return;
   stopRequested = true;
+  socket.limitWaits();
   queue->signal();
 }
 
@@ -94,22 +93,31 @@ void Forwarder::openStream() {
 void Forwarder::forwardUntilStopped() {
   while (!stopRequested) {
     fill();
-    if (current.eventCount != 0) {
+    if (current.getEventCount() != 0) {
       send();
     } else {
-      // Also when a whole batch was skipped and more is queued: the next notification takes it on.
-      current.clear();
-      sendBuffer.clear();
-      socket.push();  // another forwarder may have taken what the last batch was held back for
-      queue->wait();
+      waitForEvents();
     }
   }
+}
+
+// There is nothing to send, also when a whole batch was skipped and more is queued: the next wake-up takes that on. But
+// a wake-up for each of the events that came together is due, and those that came while this thread was at work are
+// gone: as long as some of them are left it goes on.
+void Forwarder::waitForEvents() {
+  const bool tookSome = current.hasTaken();
+  current.clear();
+  sendMemory.clear(sendBuffer);
+  socket.push();  // another forwarder may have taken what the last batch was held back for
+  if (!tookSome || !queue->owesWakeUp()) queue->wait();
 }
 
 void Forwarder::closeStream() {
   if (config.forceStdout) return;
   if (formatter.isFormatDnstap()) fstrmSocket.sendstop();
+  socket.limitWaits();
   if (config.tls.enabled) tlsSocket.close();
+  socket.dropUnread();  // a TLS 1.3 server has sent session tickets, which a sender of text never reads
   socket.close();
 }
 
@@ -118,73 +126,27 @@ void Forwarder::recover(const std::string& failure) {
   if (!config.forceStdout) socket.close();
   requeueData();
   if (config.tls.enabled) tlsSocket.reset();
-  if (!streamOpen) pauseBeforeReconnecting();
+  if (!streamOpen) pauseUnlessStopped(ReconnectSeconds, stopRequested);
   streamOpen = false;
 }
 
-void Forwarder::pauseBeforeReconnecting() {
-  for (int i = 0; i < ReconnectSeconds && !stopRequested; ++i) std::this_thread::sleep_for(std::chrono::seconds(1));
-}
-
 void Forwarder::fill() {
-  if (current.eventCount != 0) return;
-  if (sendBuffer.size() > MaxSendSize) sendBuffer.clear();
+  if (current.getEventCount() != 0) return;
+  if (sendBuffer.size() > ForwarderBatch::MaxBytes) sendBuffer.clear();
   if (formatter.isFormatDnstap()) {
-    wrapEvents();
+    current.takeFrames(*queue, config.batchSize);
+    const encoding::Bytes& frames = current.getFrames();
+    if (!sendBuffer.empty()) {
+      encoding::data::formatBytes(sendBuffer, frames.data(), static_cast<uint32_t>(frames.size()));
+    }
   } else {
-    formatEvents();
+    current.takeLines(*queue, config.batchSize, formatter, sendBuffer);
   }
 }
 
-// For a target of dnstap: each record goes into a data frame as it came. The frames are sent from where the queue put
-// them, unless what an earlier failure left goes first.
-void Forwarder::wrapEvents() {
-  queue->extractFrames(current.events, current.eventLengths, config.batchSize, MaxSendSize);
-  const auto size = static_cast<uint32_t>(current.events.size());
-  if (!sendBuffer.empty()) encoding::data::formatBytes(sendBuffer, current.events.data(), size);
-  current.eventCount = static_cast<uint32_t>(current.eventLengths.size());
-  current.sendSize = static_cast<uint32_t>(toSend().size());
-}
-
+// Frames are sent from where the queue put them, unless what an earlier failure left goes first.
 const encoding::Bytes& Forwarder::toSend() const {
-  return formatter.isFormatDnstap() && sendBuffer.empty() ? current.events : sendBuffer;
-}
-
-// For a target of text: each record becomes a line, or is skipped, or is counted as broken.
-void Forwarder::formatEvents() {
-  std::vector<uint32_t>& lengths = current.eventLengths;
-  while (lengths.size() < config.batchSize && sendBuffer.size() <= MaxSendSize) {
-    const size_t first = lengths.size();
-    const size_t begin = current.events.size();
-    queue->extract(current.events, lengths, config.batchSize - first, FormatSize);
-    size_t offset = begin;
-    for (size_t i = first; i < lengths.size(); ++i) {
-      const uint32_t length = lengths[i];
-      if (formatEvent(current.events.data() + offset, length)) {
-        ++current.eventCount;
-      } else {
-        lengths[i] = 0;
-      }
-      offset += length;
-    }
-    if (current.events.size() - begin < FormatSize) break;  // the queue is empty, or an empty message makes it seem so
-  }
-  current.sendSize = static_cast<uint32_t>(sendBuffer.size());
-}
-
-// Appends the record's line to the send buffer; returns false if it has none.
-bool Forwarder::formatEvent(const unsigned char* record, uint32_t length) {
-  using net::dns::Extraction;
-  try {
-    if (encoding::dnstap::tryDecodeDnstapEvent(dnstapView, record, length)) {
-      const Extraction extraction = net::dns::tryExtractDnsMessageEvent(messageEvent, dnstapView);
-      if (extraction == Extraction::Event) return formatter.format(sendBuffer, messageEvent);
-      if (extraction == Extraction::Skipped) return false;
-    }
-  } catch (const std::exception&) {  // memory; the line is taken back whole
-  }
-  ++metrics.dnstapErrors;
-  return false;
+  return formatter.isFormatDnstap() && sendBuffer.empty() ? current.getFrames() : sendBuffer;
 }
 
 void Forwarder::send() {
@@ -192,17 +154,15 @@ void Forwarder::send() {
   const auto size = static_cast<uint32_t>(bytes.size());
   if (config.forceStdout) {
     writeToStdout(bytes);
-  } else if (config.tls.enabled) {
-    tlsSocket.sendblock(bytes.data(), size);
   } else {
     // With more queued the next batch follows at once, and the kernel may fill up its packets. See push().
-    socket.sendblock(bytes.data(), size, !queue->empty());
+    fstrmSocket.sendblock(bytes.data(), size, !queue->empty());
   }
-  metrics.bytesSent += current.sendSize;
-  metrics.eventsSent += current.eventCount;
+  metrics.bytesSent += size;
+  metrics.eventsSent += current.getEventCount();
   std::swap(current, previous);
   current.clear();
-  sendBuffer.clear();
+  sendMemory.clear(sendBuffer);
 }
 
 // Not flushed by hand: a terminal shows each line as it comes, a pipe takes them in blocks.
@@ -221,34 +181,21 @@ void Forwarder::requeueData() {
   if (config.recoverCurrent && config.recoverPrevious) requeue(previous, "previous");
   previous.clear();
   if (config.recoverCurrent) requeue(current, "current");
-  if (formatter.isFormatDnstap() && sendBuffer.empty()) sendBuffer.swap(current.events);
+  if (formatter.isFormatDnstap() && sendBuffer.empty()) current.moveFrames(sendBuffer);
   current.clear();
   // Not the send buffer: what a failed send left goes out in front of the next batch, on the next connection. It is the
   // last chance of events that `drop` abandons, and collectors behind the other modes drop duplicates already.
 }
 
 void Forwarder::requeue(const ForwarderBatch& batch, const char* which) {
-  if (batch.eventCount == 0) return;
-  log::info(prefix(config.id) + "Returning " + std::to_string(batch.eventCount) + " " + which +
+  if (batch.getEventCount() == 0) return;
+  log::info(prefix(config.id) + "Returning " + std::to_string(batch.getEventCount()) + " " + which +
             " events back to the event queue");
-  // Skipped events are passed over without stepping over their bytes, so that events behind one come back shifted.
-  // Known and kept: what a recovery puts back is the same in every release.
-  const size_t header = formatter.isFormatDnstap() ? sizeof(uint32_t) : 0;
-  const unsigned char* record = batch.events.data();
-  for (const uint32_t length : batch.eventLengths) {
-    if (length == 0) continue;
-    queue->append(record + header, length);
-    record += header + length;
-  }
+  batch.returnTo(*queue);
 }
 
 void Forwarder_processLoop(Forwarder* forwarder) {
-  const std::string who = prefix(forwarder->getId());
-  try {
-    log::info(who + "Starting process loop");
-    forwarder->processLoop();
-    log::info(who + "Finished process loop");
-  } catch (const std::exception& e) { log::error(who + "Process loop failed: " + e.what()); }
+  runProcessLoop(nameOf("Forwarder", forwarder->getId()), [forwarder] { forwarder->processLoop(); });
 }
 
 }  // namespace ns::worker::forwarder

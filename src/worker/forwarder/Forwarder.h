@@ -5,17 +5,16 @@
 #include <string>
 
 #include "encoding/Bytes.h"
-#include "encoding/dnstap.h"
 #include "event/queue/EventQueue.h"
 #include "metrics/ForwarderMetrics.h"
 #include "net/Socket.h"
-#include "net/dns/event/DnsMessageEvent.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
 #include "net/fstrm/FstrmSocket.h"
 #include "net/tls/TlsSocket.h"
 #include "worker/WorkerThread.h"
 #include "worker/forwarder/ForwarderBatch.h"
 #include "worker/forwarder/ForwarderConfig.h"
+#include "worker/forwarder/RecordFormatter.h"
 
 namespace ns::worker::forwarder {
 
@@ -48,6 +47,8 @@ class Forwarder {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find the thread at its end.
+  bool hasEnded() const { return thread.hasEnded(); }
 
   /// The worker's own thread: connect, fill a batch, send it, until a stop is asked for.
   void processLoop();
@@ -59,36 +60,32 @@ class Forwarder {
  private:
   void openStream();
   void forwardUntilStopped();
+  void waitForEvents();
   void closeStream();
   void recover(const std::string& failure);
-  void pauseBeforeReconnecting();
 
   void fill();
-  void wrapEvents();
   const encoding::Bytes& toSend() const;
-  void formatEvents();
-  bool formatEvent(const unsigned char* record, uint32_t length);
   void send();
   void writeToStdout(const encoding::Bytes& bytes);
   void requeue(const ForwarderBatch& batch, const char* which);
 
   const ForwarderConfig config;
   event::queue::EventQueue* const queue;  // borrowed from run(), outlives every worker
-  net::dns::DnsMessageEventFormatter formatter;
+  metrics::ForwarderMetrics metrics;      // running counters: the worker writes, the background logger reads
+  metrics::ForwarderMetrics lastMetrics;  // as they stood at the last getMetrics; the background logger's alone
+  RecordFormatter formatter;
   net::Socket socket;  // the layers below refer to it, so it is declared above them
   net::tls::TlsSocket tlsSocket;
   net::fstrm::FstrmSocket fstrmSocket;
 
-  encoding::Bytes sendBuffer;               // the lines of the current batch, behind what earlier failures left
-  ForwarderBatch current;                   // being filled and sent
-  ForwarderBatch previous;                  // sent last
-  encoding::dnstap::DnstapView dnstapView;  // scratch of formatEvent, like the next
-  net::dns::DnsMessageEvent messageEvent;
-  bool streamOpen = false;  // the connection was fully up
+  encoding::Bytes sendBuffer;  // the lines of the current batch, behind what earlier failures left
+  LargeMemory sendMemory;      // of the send buffer
+  ForwarderBatch current;      // being filled and sent
+  ForwarderBatch previous;     // sent last
+  bool streamOpen = false;     // the connection was fully up
 
   std::atomic<bool> stopRequested{false};  // the main thread writes, the worker polls
-  metrics::ForwarderMetrics metrics;       // running counters: the worker writes, the background logger reads
-  metrics::ForwarderMetrics lastMetrics;   // as they stood at the last getMetrics; the background logger's alone
   WorkerThread thread;                     // last, as it uses all of the above
 };
 

@@ -7,6 +7,7 @@
 #include "net/SocketConfig.h"
 #include "net/fstrm/FstrmSocketConfig.h"
 #include "net/tls/TlsSocketConfig.h"
+#include "worker/options/OptionRule.h"
 
 namespace ns::worker::forwarder {
 
@@ -31,6 +32,9 @@ struct ForwarderConfig {
 struct ForwardersConfig {
   std::vector<ForwarderConfig> forwarders;
 };
+
+/// The options of a `forwarder` value. They set the fields of `config`, which outlives them.
+options::OptionTable forwarderOptions(ForwarderConfig& config);
 
 /// Parses the value of a `forwarder` key into `config`, which holds its defaults: `ipv4|ipv6 <host> <port>`, then
 /// options as `name=value`. Words and names are case-insensitive. Throws ForwarderError.

@@ -1,22 +1,25 @@
 #include "worker/listener/Listener.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "log/log.h"
+#include "worker/processLoop.h"
 
 namespace ns::worker::listener {
 
 static constexpr uint32_t PollSeconds = 3;  // how long a stop may take to reach the listening socket
 static constexpr int ReopenSeconds = 3;
 
-static std::string prefix(uint32_t id) { return "Listener[" + std::to_string(id) + "]: "; }
+// A stop serves the connections that were pending, at most as many as the kernel lets wait (net.core.somaxconn), and
+// not those that keep coming.
+static constexpr int MaxPending = 4096;
+
+static std::string prefix(uint32_t id) { return nameOf("Listener", id) + ": "; }
 
 Listener::Listener(ListenerConfig listenerConfig, ListenerContext listenerContext)
-    : config(std::move(listenerConfig)), context(listenerContext) {}
+    : config(std::move(listenerConfig)), context(listenerContext), tlsContext(config.tls) {}
 
 // No new connections while those that there are close, which under TLS may take a write time-out each.
 Listener::~Listener() { listenSocket.reset(); }
@@ -50,6 +53,12 @@ void Listener::joinProcessLoopThread() {
   joinReceivers();
 }
 
+bool Listener::hasEnded() {
+  if (!thread.hasEnded()) return false;
+  const std::lock_guard lock(receiversMutex);
+  return std::all_of(receivers.begin(), receivers.end(), [](const auto& entry) { return entry.second->hasEnded(); });
+}
+
 void Listener::processLoop() {
   log::info(prefix(config.id) +
             (config.socket.useUnix ? "Listening on path is " + config.socket.path
@@ -61,10 +70,10 @@ void Listener::processLoop() {
       acceptUntilStopped();
       listenSocket->close();
     } catch (const std::exception& e) {
-      // No brackets here: log watchers match this one line as it has always been.
+      // No brackets in this one line: it is documented so, and log watchers match it.
       log::error("Listener" + std::to_string(config.id) + ": Listen error: " + e.what());
       listenSocket->close();
-      pauseBeforeReopening();
+      pauseUnlessStopped(ReopenSeconds, stopRequested);
     }
   }
 }
@@ -76,18 +85,33 @@ void Listener::acceptUntilStopped() {
 }
 
 void Listener::acceptPending() {
-  while (std::unique_ptr<net::Socket> client{listenSocket->accept()}) handle(std::move(client));
+  const auto isTaken = [this](uint32_t id) {
+    const std::lock_guard lock(receiversMutex);
+    return receivers.count(id) != 0;
+  };
+  for (int late = 0; late < MaxPending; late += stopRequested ? 1 : 0) {
+    std::unique_ptr<net::Socket> client = listenSocket->accept(isTaken);
+    if (!client) return;
+    handle(std::move(client));
+  }
 }
 
-void Listener::handle(std::unique_ptr<net::Socket> client) {
+bool Listener::isFull() {
   const std::lock_guard lock(receiversMutex);
-  if (config.socket.maxConnections <= receivers.size()) return;  // which closes the connection
+  return config.socket.maxConnections <= receivers.size();
+}
 
+// Only this thread adds receivers, so there is still room when the line is out, for which no lock is held: a log that
+// is not read would keep receivers from ending and reports from being made.
+void Listener::handle(std::unique_ptr<net::Socket> client) {
+  if (isFull()) return;  // which closes the connection
   log::info(prefix(config.id) + "Handling connection");
+
+  const std::lock_guard lock(receiversMutex);
   const uint32_t id = client->getId();
   auto made = std::make_unique<receiver::Receiver>(
       receiver::ReceiverConfig{id, config.socket, config.tls, config.fstrm},
-      receiver::ReceiverContext{Listener_receiverDoneCallback, this, context.queue}, std::move(client));
+      receiver::ReceiverContext{Listener_receiverDoneCallback, this, context.queue, &tlsContext}, std::move(client));
   receiver::Receiver& added = *(receivers[id] = std::move(made));
   try {
     added.startProcessLoopThread();
@@ -100,10 +124,6 @@ void Listener::handle(std::unique_ptr<net::Socket> client) {
   ++metrics.accepts;
   const uint64_t active = ++metrics.activeReceivers;
   if (active > metrics.peakReceivers) metrics.peakReceivers = active;
-}
-
-void Listener::pauseBeforeReopening() {
-  for (int i = 0; i < ReopenSeconds && !stopRequested; ++i) std::this_thread::sleep_for(std::chrono::seconds(1));
 }
 
 void Listener::deregister(uint32_t id) {
@@ -152,12 +172,7 @@ void Listener::processDnstapEvent(encoding::dnstap::DnstapEvent& event) {
 }
 
 void Listener_processLoop(Listener* listener) {
-  const std::string who = prefix(listener->getId());
-  try {
-    log::info(who + "Starting process loop");
-    listener->processLoop();
-    log::info(who + "Finished process loop");
-  } catch (const std::exception& e) { log::error(who + "Process loop failed: " + e.what()); }
+  runProcessLoop(nameOf("Listener", listener->getId()), [listener] { listener->processLoop(); });
 }
 
 void Listener_receiverDoneCallback(receiver::Receiver* receiver, void* listener) {

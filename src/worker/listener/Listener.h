@@ -8,10 +8,11 @@
 #include <string>
 
 #include "encoding/Bytes.h"
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "event/queue/EventQueue.h"
 #include "metrics/ListenerMetrics.h"
 #include "net/Socket.h"
+#include "net/tls/TlsContext.h"
 #include "worker/WorkerThread.h"
 #include "worker/listener/ListenerConfig.h"
 #include "worker/receiver/Receiver.h"
@@ -38,6 +39,8 @@ class Listener {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find all threads at their end, those of the receivers too.
+  bool hasEnded();
 
   /// The worker's own thread: listen, accept, hand over to a receiver, until a stop is asked for.
   void processLoop();
@@ -64,11 +67,12 @@ class Listener {
  private:
   void acceptUntilStopped();
   void acceptPending();
+  bool isFull();
   void handle(std::unique_ptr<net::Socket> client);
-  void pauseBeforeReopening();
 
   const ListenerConfig config;
   const ListenerContext context;
+  net::tls::SharedTlsContext tlsContext;                              // of all connections, if TLS is configured
   std::atomic<bool> stopRequested{false};                             // the main thread writes, the listener polls
   std::unique_ptr<net::Socket> listenSocket;                          // made and used by the listener's thread
   encoding::Bytes encodeBuffer;                                       // of processDnstapEvent

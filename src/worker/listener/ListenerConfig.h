@@ -7,6 +7,7 @@
 #include "net/SocketConfig.h"
 #include "net/fstrm/FstrmSocketConfig.h"
 #include "net/tls/TlsSocketConfig.h"
+#include "worker/options/OptionRule.h"
 
 namespace ns::worker::listener {
 
@@ -27,6 +28,9 @@ struct ListenerConfig {
 struct ListenersConfig {
   std::vector<ListenerConfig> listeners;
 };
+
+/// The options of a `listener` value. They set the fields of `config`, which outlives them.
+options::OptionTable listenerOptions(ListenerConfig& config);
 
 /// Parses the value of a `listener` key into `config`, which holds its defaults: `unix <path>` or `ipv4|ipv6 <host>
 /// <port>`, then options as `name=value`. Words and names are case-insensitive, and the path is lower-cased with them.

@@ -1,10 +1,15 @@
 #include <limits>
 #include <string>
 
-#include "worker/ValueReader.h"
 #include "worker/listener/ListenerConfig.h"
+#include "worker/options/connectionOptions.h"
+#include "worker/options/values.h"
 
 namespace ns::worker::listener {
+
+using options::Option;
+using options::ValueError;
+using options::ValueReader;
 
 static constexpr size_t MaxPathLength = 107;  // sun_path of unix(7) less its terminator
 
@@ -13,7 +18,7 @@ static void parsePath(ValueReader& reader, ListenerConfig& config) {
   const size_t length = config.socket.path.length();
   if (length == 0) throw ValueError("Invalid path");
   if (length > MaxPathLength) {
-    // One less than the length: provisioning scripts match this text as it has always been.
+    // One less than the length, as docs/reference/configuration.md has it: provisioning scripts match this text.
     throw ValueError("Path length " + std::to_string(length - 1) + " is larger than limit of 107");
   }
 }
@@ -23,7 +28,7 @@ static void parseHostAndPort(ValueReader& reader, ListenerConfig& config) {
   if (config.socket.host.empty()) throw ValueError("Invalid host");
   config.tls.validate = false;
   config.tls.serverName = config.socket.host;
-  config.socket.port = parsePort(reader.readWord());
+  config.socket.port = options::parsePort(reader.readWord());
 }
 
 static void parseEndpoint(ValueReader& reader, ListenerConfig& config) {
@@ -38,47 +43,41 @@ static void parseEndpoint(ValueReader& reader, ListenerConfig& config) {
   }
 }
 
-static uint32_t parseMode(const ValueReader::Option& option) {
+static void applyMode(const Option& option, ListenerConfig& config) {
   constexpr unsigned long MaxMode = 0777;
   const unsigned long mode = std::stoul(option.value, nullptr, 8);
-  if (mode < 1 || mode > MaxMode) failOption(option);
-  return static_cast<uint32_t>(mode);
+  if (mode < 1 || mode > MaxMode) options::failOption(option);
+  config.socket.mode = static_cast<uint32_t>(mode);
 }
 
-static void applyOption(const ValueReader::Option& option, ListenerConfig& config) {
-  constexpr int64_t MaxCount = std::numeric_limits<uint32_t>::max();
-  const std::string& name = option.name;
-  if (applyCommonOption(option, {config.socket, config.tls, config.fstrm})) return;
+static void applyGroup(const Option& option, ListenerConfig& config) {
+  if (option.value.empty()) options::failOption(option);
+  config.socket.group = option.value;
+}
 
-  if (name == "keepalive") {
-    config.socket.keepalive = parseNumber(option, 0, MaxCount);
-  } else if (name == "listen-backlog") {
-    config.socket.listenBacklog = parseNumber(option, 1, MaxCount);
-  } else if (name == "max-connections") {
-    config.socket.maxConnections = parseNumber(option, 1, MaxCount);
-  } else if (name == "fstrm-data-frame-max-size") {
-    config.fstrm.dataFrameMaxSize = parseNumber(option, 1, std::numeric_limits<int64_t>::max());
-  } else if (name == "mode") {
-    config.socket.mode = parseMode(option);
-  } else if (name == "group") {
-    if (option.value.empty()) failOption(option);
-    config.socket.group = option.value;
-  } else if (name == "tls-server-name") {
-    config.tls.serverName = option.value;
-  } else if (name == "tls-certificate-cert-file") {
-    config.tls.certFile = option.value;
-  } else if (name == "tls-certificate-key-file") {
-    config.tls.keyFile = option.value;
-  } else {
-    throw ValueError("Unknown parameter '" + name + "'");
-  }
+options::OptionTable listenerOptions(ListenerConfig& config) {
+  constexpr int64_t MaxCount = std::numeric_limits<uint32_t>::max();
+  const options::OptionTable own = {
+      {"keepalive", config.socket.keepalive, 0, MaxCount},
+      {"listen-backlog", config.socket.listenBacklog, 1, MaxCount},
+      {"max-connections", config.socket.maxConnections, 1, MaxCount},
+      {"fstrm-data-frame-max-size", config.fstrm.dataFrameMaxSize, 1},
+      {"mode", [&](const Option& option) { applyMode(option, config); }},
+      {"group", [&](const Option& option) { applyGroup(option, config); }},
+      {"tls-server-name", config.tls.serverName},
+      {"tls-certificate-cert-file", config.tls.certFile},
+      {"tls-certificate-key-file", config.tls.keyFile},
+  };
+  options::OptionTable all = options::connectionOptions(config.socket, config.tls, config.fstrm);
+  all.insert(all.end(), own.begin(), own.end());
+  return all;
 }
 
 void parseListener(const char* value, ListenerConfig& config) {
   try {
     ValueReader reader(value);
     parseEndpoint(reader, config);
-    while (!reader.atEnd()) applyOption(reader.readOption(), config);
+    options::applyOptions(reader, listenerOptions(config));
   } catch (const ValueError& e) { throw ListenerError(e.what()); }
 }
 

@@ -10,10 +10,11 @@
 
 #include "encoding/Bytes.h"
 #include "log/log.h"
+#include "worker/processLoop.h"
 
 namespace ns::worker::logger {
 
-static constexpr const char* Prefix = "BackgroundLogger: ";
+static constexpr const char* Name = "BackgroundLogger";
 
 BackgroundLogger::BackgroundLogger(BackgroundLoggerConfig loggerConfig, BackgroundLoggerContext loggerContext)
     : config(loggerConfig), formatter(), context(std::move(loggerContext)) {}
@@ -49,7 +50,7 @@ void BackgroundLogger::processLoop() {
       text.clear();
       formatter.format(text, event, config.useJson);
       log::info("Metrics: " + std::string(text.begin(), text.end()));
-    } catch (const std::exception& e) { log::error(std::string(Prefix) + "Report metrics failed: " + e.what()); }
+    } catch (const std::exception& e) { log::error(std::string(Name) + ": Report metrics failed: " + e.what()); }
   }
 }
 
@@ -76,8 +77,8 @@ void BackgroundLogger::addWorkers(metrics::MetricsEvent& event) const {
 }
 
 void BackgroundLogger::waitForNextReport() {
-  // An interval that 32 bits cut to 0 has no next multiple. That has always ended the process, and a daemon that ran on
-  // without reports, or reported without a pause, would hide the mistake; raised, as a division by 0 may do anything.
+  // An interval that 32 bits cut to 0 has no next multiple. It ends the process: a daemon that ran on without reports,
+  // or reported without a pause, would hide the mistake. Raised, as a division by 0 may do anything.
   if (config.interval == 0) {
     std::raise(SIGFPE);
     std::abort();  // where the signal is ignored
@@ -104,12 +105,7 @@ void BackgroundLogger::collect(metrics::MetricsEvent& event) {
 }
 
 void BackgroundLogger_processLoop(BackgroundLogger* self) {
-  const std::string who = Prefix;
-  try {
-    log::info(who + "Starting process loop");
-    self->processLoop();
-    log::info(who + "Finished process loop");
-  } catch (const std::exception& e) { log::error(who + "Process loop failed: " + e.what()); }
+  runProcessLoop(Name, [self] { self->processLoop(); });
 }
 
 }  // namespace ns::worker::logger

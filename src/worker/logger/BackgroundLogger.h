@@ -40,6 +40,8 @@ class BackgroundLogger {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find the thread at its end.
+  bool hasEnded() const { return thread.hasEnded(); }
 
   /// The worker's own thread: wait and report, until a stop is asked for.
   void processLoop();

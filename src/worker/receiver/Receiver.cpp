@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "log/log.h"
+#include "worker/processLoop.h"
 
 namespace ns::worker::receiver {
 
 using net::fstrm::ControlType;
 
-static std::string prefix(uint32_t id) { return "Receiver[" + std::to_string(id) + "]: "; }
+static std::string prefix(uint32_t id) { return nameOf("Receiver", id) + ": "; }
 
 static std::string describe(const net::RemoteEndpoint& endpoint) {
   if (endpoint.isUnix) {
@@ -30,7 +31,7 @@ Receiver::Receiver(ReceiverConfig receiverConfig, ReceiverContext receiverContex
     : config(std::move(receiverConfig)),
       context(receiverContext),
       socket(std::move(accepted)),
-      tlsSocket(config.id, true, config.tls, *socket),
+      tlsSocket(config.id, true, config.tls, *socket, context.tlsContext),
       fstrmSocket(config.id, config.fstrm, *socket, tlsSocket) {}
 
 Receiver::~Receiver() {
@@ -56,7 +57,9 @@ void Receiver::startProcessLoopThread() {
 }
 
 void Receiver::stopProcessLoopThread() {
-  if (thread.isStarted()) stopRequested = true;
+  if (!thread.isStarted()) return;
+  stopRequested = true;
+  socket->limitWaits();
 }
 
 void Receiver::joinProcessLoopThread() { thread.join(); }
@@ -99,36 +102,35 @@ void Receiver::receiveFrames(bool bidirectional) {
   uint32_t retries = config.socket.keepalive;
   while (!stopRequested) {
     if (!fstrmSocket.hasAhead() && !waitForFrames(retries)) continue;
-    const bool queued = queueFramesAhead() || (fstrmSocket.completeAhead() && queueFramesAhead());
     // What does not lie ahead whole is taken by itself: control frames, large frames, all of a TLS connection.
-    if (!queued && !receiveFrame(frame, bidirectional)) return;
+    if (!queueWholeFrames(true) && !receiveFrame(frame, bidirectional)) return;
     retries = config.socket.keepalive;
   }
   // Frames that this side has already taken off the socket would be lost with it, the queue's are saved.
-  while (queueFramesAhead()) {}
+  while (queueWholeFrames(false)) {}
 }
 
 // Waits until the peer has sent something and reads what is there. Returns false if there is nothing to handle yet.
 bool Receiver::waitForFrames(uint32_t& retries) {
-  if (fstrmSocket.likelyMore() && fstrmSocket.fillAhead()) return true;
+  if (fstrmSocket.readOnAhead()) return true;
   if (socket->wait(true, socket->getReadTimeout())) {
     if (retries == 0) throw ReceiverError("Connection timed out");
     --retries;
     fstrmSocket.releaseAhead();
     return false;
   }
-  return tlsSocket.isActive() || fstrmSocket.fillAhead();
+  return tlsSocket.isActive() || fstrmSocket.readAhead();
 }
 
-// Puts the whole frames that were read ahead on the queue, under one lock. Returns false if there was none.
-bool Receiver::queueFramesAhead() {
+// Puts the whole frames at hand on the queue, under one lock. Returns false if there was none.
+bool Receiver::queueWholeFrames(bool mayRead) {
   std::array<std::span<const unsigned char>, 512> frames;  // a whole read-ahead of common frames
-  const size_t ahead = fstrmSocket.framesAhead(frames);
-  if (ahead == 0) return false;
+  const size_t whole = fstrmSocket.wholeFrames(frames, mayRead);
+  if (whole == 0) return false;
   // A frame that the queue refuses ends the connection: it stays ahead, and receiveFrame gets the queue's own error.
-  const size_t queued = context.queue->append(std::span(frames).first(ahead));
+  const size_t queued = context.queue->append(std::span(frames).first(whole));
   if (queued == 0) return false;
-  count(queued, fstrmSocket.dropAheadThrough(frames[queued - 1]));
+  count(queued, fstrmSocket.dropThrough(frames[queued - 1]));
   return true;
 }
 
@@ -160,12 +162,7 @@ void Receiver::closeTls() noexcept {
 }
 
 void Receiver_processLoop(Receiver* receiver) {
-  const std::string who = prefix(receiver->getId());  // the receiver may be gone when its loop returns
-  try {
-    log::info(who + "Starting process loop");
-    receiver->processLoop();
-    log::info(who + "Finished process loop");
-  } catch (const std::exception& e) { log::error(who + "Process loop failed: " + e.what()); }
+  runProcessLoop(nameOf("Receiver", receiver->getId()), [receiver] { receiver->processLoop(); });
 }
 
 }  // namespace ns::worker::receiver

@@ -29,6 +29,7 @@ struct ReceiverContext {
   void (*doneCallback)(Receiver*, void*) = nullptr;  // on the receiver's thread, when its connection ended by itself
   void* doneArg = nullptr;                           // handed to doneCallback
   event::queue::EventQueue* queue = nullptr;
+  net::tls::SharedTlsContext* tlsContext = nullptr;  // of the listener; without one the connection makes its own
 };
 
 /// The worker of one inbound connection: does the receiving side of the Frame Streams handshake, then puts each data
@@ -52,6 +53,8 @@ class Receiver {
   void startProcessLoopThread();
   void stopProcessLoopThread();
   void joinProcessLoopThread();
+  /// Whether a join would find the thread at its end.
+  bool hasEnded() const { return thread.hasEnded(); }
 
   /// The connection's whole life, on the receiver's own thread. Unless a stop was asked for, its last act is the
   /// doneCallback, which may have destroyed this object when this function returns.
@@ -62,7 +65,7 @@ class Receiver {
   bool openStream();
   void receiveFrames(bool bidirectional);
   bool waitForFrames(uint32_t& retries);
-  bool queueFramesAhead();
+  bool queueWholeFrames(bool mayRead);
   bool receiveFrame(encoding::Bytes& frame, bool bidirectional);
   void count(uint64_t events, uint64_t bytes);
   void closeTls() noexcept;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,9 +19,26 @@
 namespace ns::event::queue {
 
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 
 static const std::string abc = "\0\0\0\3\x26"s + "abc", de = "\0\0\0\2\xc9"s + "de";
 static const std::string three = "sslz" + abc + de + "\0\0\0\4\x9e"s + "fghi";
+
+/// Files can't become longer than so many bytes, as on a full disk.
+class Limit {
+ public:
+  explicit Limit(rlim_t most) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit now = before;
+    now.rlim_cur = most;
+    setrlimit(RLIMIT_FSIZE, &now);
+  }
+  ~Limit() { setrlimit(RLIMIT_FSIZE, &before); }
+
+ private:
+  rlimit before{};
+};
 
 struct Persistence : testing::Test {
   Persistence() { std::filesystem::create_directory(folder); }
@@ -106,7 +124,8 @@ TEST_F(Persistence, SavesOldestFirstUpToAnEmptyMessage) {
 TEST_F(Persistence, NamesWhatFailedAndLeavesTheRightFiles) {
   std::filesystem::create_directories(folder + "/taken/x");
   std::filesystem::create_directory(folder + "/empty");
-  std::filesystem::create_symlink("/dev/full", folder + "/full.tmp");
+  write(folder + "/linked", "another's");
+  std::filesystem::create_symlink(folder + "/linked", folder + "/link.tmp");
   write(folder + "/full", "old");
   write(filename, three);
   const std::unique_ptr<FILE, int (*)(FILE*)> open(std::fopen(filename.c_str(), "rb"), std::fclose);
@@ -122,20 +141,22 @@ TEST_F(Persistence, NamesWhatFailedAndLeavesTheRightFiles) {
       {"a folder", folder, load, "|Read magic header from F failed: Is a directory", "none"},
       {"not to be removed", unremovable, load, "|abc|de|fghi|Remove F failed: Operation not permitted", "none"},
       {"no folder", folder + "/none/x", save, "|Open F.tmp failed: No such file or directory", "none"},
-      {"disk full", folder + "/full", save, "Write next event to F.tmp failed: No space left on device", "none"},
+      {"disk full", folder + "/full", save, "Write next event to F.tmp failed: File too large", "none"},
+      {"not through a link", folder + "/link", save, "", "none"},
       {"old goes first", folder + "/empty", save, "", "none"},  // a file can't be renamed over a folder
       {"name taken", folder + "/taken", save, "Rename F.tmp to F failed: Is a directory", "sslz\0\1\x86\xa0\0"s + big},
   };
   for (const auto& [name, file, action, outcome, temporary] : cases) {
     SCOPED_TRACE(name);
+    const Limit limit(name == "disk full"sv ? 5000 : RLIM_INFINITY);
     EventQueue queue({200000, true, file});
     queue.append(test::bytes(big).data(), big.size());
     EXPECT_EQ((outcome[0] == '|' ? big : "") + outcome, run(queue, action, file));
     EXPECT_EQ(temporary, read(file + ".tmp"));
   }
   writer.join();
-  EXPECT_EQ("old", read(folder + "/full"));
-  std::filesystem::create_symlink("/dev/full", folder + "/late.tmp");
+  EXPECT_EQ("old another's", read(folder + "/full") + " " + read(folder + "/linked"));
+  const Limit limit(5);
   EventQueue small({100, true, folder + "/late"});
   small.append(test::bytes("a").data(), 1);
   EXPECT_EQ("", run(small, &EventQueue::persist, folder + "/late")) << "the close, where this shows, is not looked at";

@@ -42,7 +42,7 @@ TEST(FstrmSocket, TakesNoMemoryForBytesThatDoNotArriveAndReadsNothingAheadOverTl
   Bytes out;
   EXPECT_EQ(closed, failureOf([&] { wire.fstrm.readblock(out, 3U << 30); }));
   EXPECT_GE(65536U, out.capacity());
-  EXPECT_FALSE(secured.fstrm.fillAhead());
+  EXPECT_FALSE(secured.fstrm.readAhead());
   EXPECT_EQ(5U, secured.socket.readsize());
   EXPECT_EQ("TLS handshake not complete", failureOf([&] { secured.fstrm.readlength(true); }));
 }
@@ -77,14 +77,14 @@ static bool readOne(Wire& wire, Read& out) {
 
 static bool readSomeAhead(Wire& wire, Read& out) {
   std::array<std::span<const unsigned char>, 7> frames;
-  if (!wire.fstrm.hasAhead() && !(wire.fstrm.likelyMore() && wire.fstrm.fillAhead())) {
+  if (!wire.fstrm.hasAhead() && !wire.fstrm.readOnAhead()) {
     wire.fstrm.releaseAhead();
     wire.socket.wait(true, 5);
-    wire.fstrm.fillAhead();
+    wire.fstrm.readAhead();
   }
-  const size_t count = wire.fstrm.framesAhead(frames);
+  const size_t count = wire.fstrm.wholeFrames(frames, true);
   for (size_t i = 0; i != count; ++i) out.frames.emplace_back(frames[i].begin(), frames[i].end());
-  if (count != 0) wire.fstrm.dropAheadThrough(frames[count - 1]);
+  if (count != 0) wire.fstrm.dropThrough(frames[count - 1]);
   return count != 0 || readOne(wire, out);
 }
 

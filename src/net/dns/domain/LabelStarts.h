@@ -12,7 +12,8 @@ namespace ns::net::dns {
 /// each dot, and 0. Dots are looked for 64 bytes at a time.
 class LabelStarts {
  public:
-  LabelStarts(const unsigned char* text, uint32_t length) : name(text) { load(length); }
+  /// Of the `length` bytes at `name`, which stay where they are.
+  LabelStarts(const unsigned char* name, uint32_t length) : name(name) { load(length); }
 
   /// The start of the label in front of the one that starts at `start`, which is not 0 and came from here or is the
   /// name's length.
@@ -22,7 +23,8 @@ class LabelStarts {
     for (;;) {
       if (end > windowStart) {
         const uint32_t count = end - windowStart;  // 64 at most, as `start` was found in this window or ended it
-        const uint64_t below = dots & (~uint64_t{0} >> (64 - count));  // NOLINT(clang-analyzer-core*)
+        // NOLINTNEXTLINE(clang-analyzer-core*): it doesn't know that, and fears a shift by a negative count
+        const uint64_t below = dots & (~uint64_t{0} >> (64 - count));
         if (below != 0) return windowStart + static_cast<uint32_t>(std::bit_width(below));
       }
       if (windowStart == 0) return 0;

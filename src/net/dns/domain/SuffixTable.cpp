@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "encoding/Bytes.h"
 #include "net/dns/domain/LabelStarts.h"
 
 namespace ns::net::dns {
@@ -37,12 +38,8 @@ void SuffixTable::insert(uint64_t hash, uint32_t suffix) {
   slots[i] = {tagOf(hash), suffix};
 }
 
-static const unsigned char* bytesOf(std::string_view text) {
-  return static_cast<const unsigned char*>(static_cast<const void*>(text.data()));
-}
-
 uint64_t SuffixTable::hashOf(std::string_view suffix) {
-  const unsigned char* const text = bytesOf(suffix);
+  const unsigned char* const text = encoding::bytesOf(suffix).data();
   uint64_t hash = 0;
   LabelStarts starts(text, static_cast<uint32_t>(suffix.size()));
   for (auto end = static_cast<uint32_t>(suffix.size()); end != 0;) {

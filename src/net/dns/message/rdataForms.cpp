@@ -11,8 +11,8 @@ void writeCert(RdataWriter& writer) {
   writer.writeBase64(writer.getLeft());
 }
 
-/// Four numbers, the third of which says what kind of gateway follows. (RFC 4025, 2.1, has three, and the kind second:
-/// consumers of this text know the form that is written here.)
+/// Four numbers, the third of which says what kind of gateway follows. RFC 4025, 2.1, has three, and the kind second.
+/// Fixed output: programs match it.
 void writeIpseckey(RdataWriter& writer) {
   writer.item8();
   writer.item8();
@@ -106,7 +106,7 @@ void writeCaa(RdataWriter& writer) {
       writer.writeStringsAt(writer.getPosition(), writer.getLeft(), {.quoted = false, .single = true});
   writer.writeChar(' ');
   // Counted from the start of the message: what stands in quotes is not the property's value but what is found there.
-  // Consumers have always been given this text.
+  // Fixed output: programs match it.
   writer.writeStringsAt(used, writer.getEnd() - used, {.quoted = true, .single = false});
 }
 

@@ -6,8 +6,6 @@
 #include "net/dns/message/DnsError.h"
 #include "net/dns/message/escape.h"
 
-namespace data = ns::encoding::data;
-
 namespace ns::net::dns {
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failBeyond(uint32_t count, uint32_t available) {

@@ -1,6 +1,7 @@
 #include <array>
 #include <string>
 
+#include "encoding/CircleGuard.h"
 #include "net/dns/message/DnsError.h"
 #include "net/dns/message/rdataForms.h"
 
@@ -12,24 +13,6 @@ static constexpr std::array<std::string_view, 8> KeyNames{"mandatory", "alpn", "
                                                           "ipv4hint",  "ech",  "ipv6hint",        "dohpath"};
 
 static constexpr uint16_t Dohpath = 7;
-
-/// Finds out that a walk which jumps back never ends. What follows a jump depends on where it leads and on nothing
-/// else, so a place that comes back proves a circle. One place is remembered, a newer one each time the number of jumps
-/// has doubled (Brent's algorithm): that finds a circle after at most three times the jumps up to where it closes.
-class CircleFinder {
- public:
-  /// Whether the jump to `place` closes a circle.
-  bool jump(uint32_t place) {
-    if (place == remembered && jumps != 0) return true;
-    if ((jumps & (jumps + 1)) == 0) remembered = place;
-    ++jumps;
-    return false;
-  }
-
- private:
-  uint32_t remembered = 0;
-  uint64_t jumps = 0;
-};
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failValue(uint32_t count, uint32_t position, uint32_t end) {
   throw DnsError("Parse HTTPS record data failed: Expected " + std::to_string(count) + " << bytes at " +
@@ -97,16 +80,16 @@ static void writeUnknown(RdataWriter& writer, uint16_t key, uint16_t length) {
 
 /// The path, and then once more as a parameter without a form, whose value is looked for as far behind the start of the
 /// message as the path was long. The walk goes on behind that, so it comes by all records up to this one: mostly into
-/// one that is no parameter, and the message fails. Consumers have always been given this text.
-static void writeDohpath(RdataWriter& writer, uint16_t length, CircleFinder& circle) {
+/// one that is no parameter, and the message fails. Fixed output: programs match it.
+static void writeDohpath(RdataWriter& writer, uint16_t length, encoding::CircleGuard& circle) {
   const uint32_t used = writer.writeStringsAt(writer.getPosition(), length, {.quoted = false, .single = true});
   writer.writeChar('"');
   writer.setPosition(used);
   writeUnknown(writer, Dohpath, length);
-  if (circle.jump(writer.getPosition())) failCircle(writer.getPosition());
+  if (circle.closes(writer.getPosition())) failCircle(writer.getPosition());
 }
 
-static void writeValue(RdataWriter& writer, uint16_t key, uint16_t length, CircleFinder& circle) {
+static void writeValue(RdataWriter& writer, uint16_t key, uint16_t length, encoding::CircleGuard& circle) {
   switch (key) {
     case 0: return writeMandatory(writer, length);
     case 1: return writeAlpn(writer, length);
@@ -118,7 +101,7 @@ static void writeValue(RdataWriter& writer, uint16_t key, uint16_t length, Circl
   }
 }
 
-static void writeParameter(RdataWriter& writer, CircleFinder& circle) {
+static void writeParameter(RdataWriter& writer, encoding::CircleGuard& circle) {
   const uint16_t key = writer.readUint16();
   const uint16_t length = writer.readUint16();
   checkValue(writer, length);
@@ -136,7 +119,7 @@ static void writeParameter(RdataWriter& writer, CircleFinder& circle) {
 void writeSvcb(RdataWriter& writer) {
   writer.item16();
   writer.writeName();
-  CircleFinder circle;
+  encoding::CircleGuard circle;
   while (writer.getPosition() < writer.getEnd()) {
     writer.writeChar(' ');
     writeParameter(writer, circle);

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "encoding/dnstap.h"
+#include "encoding/dnstap/dnstap.h"
 #include "net/dns/domain/suffixes.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
 #include "net/dns/event/contract.h"
