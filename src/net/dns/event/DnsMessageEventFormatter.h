@@ -30,7 +30,7 @@ class DnsMessageEventFormatter {
   event::format::EventFormatterConfig config;
   bool formatDnstap;
   event::format::EventHeaderWriter header;
-  NameForms names;
+  TextForms names;
 };
 
 }  // namespace ns::net::dns

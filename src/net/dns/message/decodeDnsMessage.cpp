@@ -33,7 +33,7 @@ namespace {
 /// One decode of one message.
 class MessageDecoder {
  public:
-  MessageDecoder(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms)
+  MessageDecoder(const unsigned char* data, uint32_t length, DnsMessage& message, TextForms forms)
       : data(data),
         length(length),
         message(message),
@@ -185,7 +185,7 @@ void MessageDecoder::readName(KnownName& known) {
 /// the worst packet's 16 MiB, and as much in lower case, would stay for good.
 static constexpr size_t MaxMemory = size_t{8} << 20;
 
-void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms) {
+void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, TextForms forms) {
   if (message.text.capacity() > MaxMemory) [[unlikely]]
     message.text = encoding::Bytes();
   message.error.clear();
