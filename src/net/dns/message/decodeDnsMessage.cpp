@@ -7,6 +7,7 @@
 #include "net/dns/message/DnsError.h"
 #include "net/dns/message/MessageText.h"
 #include "net/dns/message/names.h"
+#include "net/dns/message/presentation.h"
 #include "net/dns/message/rdata.h"
 
 namespace data = ns::encoding::data;
@@ -38,6 +39,7 @@ class MessageDecoder {
         length(length),
         message(message),
         withLowercase(forms.lowercase),
+        writeData(forms.rfcRecordData ? writePresentation : writeRdata),
         text(emptied(message.text), forms.trailingDot) {}
 
   /// Throws DnsError or DataError on a bad packet, with the message's numbers as far as they were read and no text.
@@ -67,6 +69,7 @@ class MessageDecoder {
   uint32_t position = 0;
   DnsMessage& message;
   const bool withLowercase;
+  void (*const writeData)(RdataWriter& writer, uint16_t type);
   MessageText text;
   KnownName question;
   KnownName owner;  // the last owner name that was read for itself
@@ -130,7 +133,7 @@ bool MessageDecoder::decodeRecord(DnsRecord& record, bool additional) {
   position += rdlength;  // whatever is made of the data
   if (additional && isAboutMessage(record.type)) return false;
   const uint32_t start = text.size();
-  writeRdata(rdata, record.type);
+  writeData(rdata, record.type);
   record.rdata = text.since(start);
   return true;
 }

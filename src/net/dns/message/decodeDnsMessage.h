@@ -8,8 +8,9 @@ namespace ns::net::dns {
 
 /// How a message becomes text.
 struct TextForms {
-  bool trailingDot;  ///< at the end of names
-  bool lowercase;    ///< each name's lower-case form too, for its domain; else that stays empty
+  bool trailingDot;            ///< at the end of names
+  bool lowercase;              ///< each name's lower-case form too, for its domain; else that stays empty
+  bool rfcRecordData = false;  ///< record data as its RFC has it; see writePresentation
 };
 
 /// Decodes the DNS message of `length` bytes at `data` into `message`, overwriting what was there. A bad packet is a
