@@ -119,6 +119,8 @@ constexpr Row Rows[] = {
     {64, {Binding}},                                                       // SVCB (RFC 9460)
     {65, {Binding}},                                                       // HTTPS (RFC 9460)
     {66, {Type, Uint8, Uint16, Name}},                                     // DSYNC (RFC 9859)
+    {67, {Base64}},                                                        // HHIT (RFC 9886)
+    {68, {Base64}},                                                        // BRID (RFC 9886)
     {99, {String, Strings}},                                               // SPF (RFC 7208)
     {104, {Uint16, Node}},                                                 // NID (RFC 6742, and down to LP)
     {105, {Uint16, Ipv4}},                                                 // L32

@@ -124,6 +124,8 @@ TEST(WritePresentation, HasAFormForEachTypeAndTheGenericOneForWhatIsCut) {
     alpn (figure 10) | 64 | 0010 03666f6f076578616d706c65036f726700 0001 000c 08 665c6f6f2c626172 02 6832 | 16 foo.example.org. alpn="f\\\\oo\\,bar,h2" | 19
     all keys | 65 | 0001 00 0001 0007 02 6832 03 2c225c 0002 0000 0004 0008 c0000201 c0000202 0005 0003 666f6f 0007 0007 2f7b3f646e737d 0008 0000 0009 0000 ffff 0001 22 | 1 . alpn="h2,\\,\"\\\\" no-default-alpn ipv4hint="192.0.2.1,192.0.2.2" ech="Zm9v" dohpath="/{?dns}" ohttp key9 key65535="\"" | 3 14 18 30 37 48 52 56
     DSYNC (RFC 9859) | 66 | 003b 01 14ef 0b6364732d7363616e6e6572076578616d706c65036e657400 | CDS 1 5359 cds-scanner.example.net.
+    HHIT | 67 | 8301 | gwE= | 1+
+    BRID | 68 | a1 | oQ== | 1+
     SPF | 99 | 0b763d73706631202d616c6c | "v=spf1 -all" | 13
     NID (RFC 6742) | 104 | 000a 00144fffff20ee64 | 10 0014:4fff:ff20:ee64
     L32 (RFC 6742) | 105 | 000a 0a010200 | 10 10.1.2.0
