@@ -8,6 +8,7 @@
 #include "net/dns/message/DnsError.h"
 #include "net/dns/message/MessageText.h"
 #include "net/dns/message/names.h"
+#include "net/dns/message/presentation.h"
 #include "net/dns/message/rdata.h"
 
 namespace data = ns::encoding::data;
@@ -33,12 +34,13 @@ namespace {
 /// One decode of one message.
 class MessageDecoder {
  public:
-  MessageDecoder(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms)
+  MessageDecoder(const unsigned char* data, uint32_t length, DnsMessage& message, TextForms forms)
       : data(data),
         length(length),
         message(message),
         withLowercase(forms.lowercase),
         questionOptional(forms.questionOptional),
+        writeData(forms.rfcRecordData ? writePresentation : writeRdata),
         text(emptied(message.text), forms.trailingDot) {}
 
   /// Throws DnsError or DataError on a bad packet, with the message's numbers as far as they were read and no text.
@@ -71,6 +73,7 @@ class MessageDecoder {
   DnsMessage& message;
   const bool withLowercase;
   const bool questionOptional;
+  void (*const writeData)(RdataWriter& writer, uint16_t type);
   MessageText text;
   KnownName question;
   KnownName owner;  // the last owner name that was read for itself
@@ -151,7 +154,7 @@ bool MessageDecoder::decodeRecord(DnsRecord& record, bool additional) {
     return false;
   }
   const uint32_t start = text.size();
-  writeRdata(rdata, record.type);
+  writeData(rdata, record.type);
   record.rdata = text.since(start);
   return true;
 }
@@ -221,7 +224,7 @@ void MessageDecoder::readName(KnownName& known) {
 /// the worst packet's 16 MiB, and as much in lower case, would stay for good.
 static constexpr size_t MaxMemory = size_t{8} << 20;
 
-void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms) {
+void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, TextForms forms) {
   if (message.text.capacity() > MaxMemory) [[unlikely]]
     message.text = encoding::Bytes();
   message.error.clear();
