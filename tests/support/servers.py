@@ -49,8 +49,12 @@ class Peer:
         return f"{self.copy}:\n{pathlib.Path(self.log).read_text(errors='replace')}"
 
     def ready(self, probe):
-        wait_for(lambda: self.process.poll() is not None or probe(), self.told)
-        assert self.process.poll() is None, self.told()
+        try:
+            wait_for(lambda: self.process.poll() is not None or probe(), self.told, 60)
+            assert self.process.poll() is None, self.told()
+        except AssertionError:
+            self.__exit__()
+            raise
         return self
 
     def stop(self):

@@ -14,9 +14,9 @@ bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t 
 
 // The short cut: fields as servers write them, with a tag of one byte, the wire type that belongs to it and a value
 // that ends where it should. Nothing here notes a failure: at the first field that is not like that, or begins near the
-// end, the decoder goes on from there. A record of bench/data/sample.fstrm takes 35 ns with it and 93 without.
-// All of it has to go into decodePlain(), where a line is constant and its tag one comparison: left to the compiler, a
-// reader of bytes that is called makes it 55.
+// end, the decoder goes on from there. dnstapDecode of bench/micro takes 38 ns with it and 64 without.
+// All of it has to go into decodePlain(), where a line is constant and its tag one comparison: 43 ns if the compiler
+// may call the readers.
 
 // So many bytes are left wherever a field is read here: its tag, and the 8 that a number or a length may take.
 static constexpr ptrdiff_t PlainRoom = 9;
@@ -67,7 +67,7 @@ template <class Line>
 
 // Reads the fields that open the `length` bytes at `data`. Returns the offset behind the last one.
 // It asks for one line after the other, over and over, and servers write fields nearly in that order: so each branch
-// goes the same way for most records, and is predicted better than one jump by the tag (68 ns).
+// goes the same way for most records, unlike one jump by the tag (40 ns, and a fifth more instructions).
 template <const auto& Table>
 static uint32_t decodePlain(DnstapView& view, const unsigned char* data, uint32_t length) {
   if (length < PlainRoom) return 0;

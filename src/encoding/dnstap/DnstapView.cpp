@@ -10,7 +10,7 @@ DnstapView::DnstapView(const DnstapEvent& event) {
   forEachField<RecordFields>([&](const auto& field) { this->*field.view = event.*field.event; });
 }
 
-// Not by `*this = {}`, which g++ makes one `rep stos` of: a record takes 45 ns with that instead of 35.
+// Not by `*this = {}`: g++ makes one `rep stos` of it, which is slow to start (44 instead of 38 ns a record).
 void DnstapView::reset() {
   forEachField<RecordFields>([this](const auto& field) { this->*field.view = {}; });
 }

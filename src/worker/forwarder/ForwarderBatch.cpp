@@ -14,7 +14,7 @@ void ForwarderBatch::takeFrames(EventQueue& queue, size_t most) {
 }
 
 void ForwarderBatch::takeLines(EventQueue& queue, size_t most, RecordFormatter& formatter, encoding::Bytes& lines) {
-  while (lengths.size() < most && lines.size() <= MaxBytes) {
+  while (lengths.size() < most && lines.size() <= MaxBytes && events.size() <= MaxBytes) {
     size_t i = lengths.size();
     size_t offset = events.size();
     if (queue.extract(events, lengths, most - i, PieceSize) == 0) break;
