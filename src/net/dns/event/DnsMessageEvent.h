@@ -50,4 +50,8 @@ constexpr uint32_t MaxNanoseconds = 999999999;
 /// A broken one leaves in `event` what was picked before the fault was found.
 Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapView& record) noexcept;
 
+/// The same for complete events: of updates, too (types 13 and 14), with DnsMessageEvent::more, and with the record's
+/// other time where it lacks its own. The record was read by tryDecodeWholeRecord.
+Extraction tryExtractCompleteEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapView& record) noexcept;
+
 }  // namespace ns::net::dns
