@@ -122,7 +122,7 @@ TEST(WritePresentation, HasAFormForEachTypeAndTheGenericOneForWhatIsCut) {
     an IPv6 hint (figure 8) | 64 | 0001 076578616d706c6503636f6d00 0006 0010 20010db8012203440000 0000c0000221 | 1 example.com. ipv6hint="2001:db8:122:344::c000:221" | 15
     mandatory (figure 9) | 64 | 0010 03666f6f076578616d706c65036f726700 0000 0004 0001 0004 0001 0009 02 6832 05 68332d3139 0004 0004 c0000201 | 16 foo.example.org. mandatory="alpn,ipv4hint" alpn="h2,h3-19" ipv4hint="192.0.2.1" | 19
     alpn (figure 10) | 64 | 0010 03666f6f076578616d706c65036f726700 0001 000c 08 665c6f6f2c626172 02 6832 | 16 foo.example.org. alpn="f\\\\oo\\,bar,h2" | 19
-    all keys | 65 | 0001 00 0001 0007 02 6832 03 2c225c 0002 0000 0004 0008 c0000201 c0000202 0005 0003 666f6f 0007 0007 2f7b3f646e737d 0008 0000 0009 0000 ffff 0001 22 | 1 . alpn="h2,\\,\"\\\\" no-default-alpn ipv4hint="192.0.2.1,192.0.2.2" ech="Zm9v" dohpath="/{?dns}" ohttp key9 key65535="\"" | 3 14 18 30 37 48 52 56
+    all keys | 65 | 0001 00 0001 0007 02 6832 03 2c225c 0002 0000 0004 0008 c0000201 c0000202 0005 0003 666f6f 0007 0007 2f7b3f646e737d 0008 0000 0009 0000 ffff 0001 22 | 1 . alpn="h2,\\,\"\\\\" no-default-alpn ipv4hint="192.0.2.1,192.0.2.2" ech="Zm9v" dohpath="/{?dns}" key8 key9 key65535="\"" | 3 14 18 30 37 48 52 56
     DSYNC (RFC 9859) | 66 | 003b 01 14ef 0b6364732d7363616e6e6572076578616d706c65036e657400 | CDS 1 5359 cds-scanner.example.net.
     HHIT | 67 | 8301 | gwE= | 1+
     BRID | 68 | a1 | oQ== | 1+
@@ -244,7 +244,6 @@ TEST(WritePresentation, TakesTheGenericFormForWhatIsNotAsItsRfcHasIt) {
     mandatory, twice             |  64 | 0001 00 0000 0004 0003 0003 0003 0002 0035
     mandatory, not there         |  64 | 0001 00 0000 0004 0003 0009 0003 0002 0035
     no path                      |  64 | 0001 00 0007 0000
-    a value of ohttp             |  64 | 0001 00 0008 0001 61
   )",
                                  3);
   for (const test::Row& row : rows) {
