@@ -27,9 +27,11 @@ DnsMessageEventFormatter::DnsMessageEventFormatter(EventFormatterConfig config)
 bool DnsMessageEventFormatter::format(encoding::Bytes& buffer, const DnsMessageEvent& event) {
   if (body == nullptr) return false;
   const bool withDomains = domains != DomainsOf::Nothing;
-  decodeDnsMessage(
-      event.message.data(), static_cast<uint32_t>(event.message.size()), message,
-      {.trailingDot = config.fqdnTrailingDot, .lowercase = withDomains, .questionOptional = config.completeEvents});
+  decodeDnsMessage(event.message.data(), static_cast<uint32_t>(event.message.size()), message,
+                   {.trailingDot = config.fqdnTrailingDot,
+                    .lowercase = withDomains,
+                    .questionOptional = config.completeEvents,
+                    .rfcRecordData = config.rfcRecordData});
   const bool decoded = message.error.empty();
   if (decoded && event.type >= body->types) return false;
   if (decoded && withDomains) findDomains(message, event.isQuery ? DomainsOf::Question : domains, config);

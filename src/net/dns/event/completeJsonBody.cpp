@@ -81,7 +81,7 @@ class CompleteJson {
     line.write(R"(,"edns":)", firstMember<"version">(uint32_t{edns.version}), member<"udpsize">(edns.udpSize),
                member<"do">(edns.dnssecOk));
     if (const auto subnet = ClientSubnet::of(edns)) {
-      line.write(R"(,"subnet":")", subnet->address, "\\/", uint32_t{subnet->prefix}, "\"");
+      line.write(R"(,"subnet":")", subnet->address, "/", uint32_t{subnet->prefix}, "\"");
     }
     line.write(R"(,"options":[)");
     std::span<const unsigned char> left = edns.options;
