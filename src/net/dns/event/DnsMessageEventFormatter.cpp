@@ -30,26 +30,26 @@ bool DnsMessageEventFormatter::format(encoding::Bytes& buffer, const DnsMessageE
   decodeDnsMessage(event.message.data(), static_cast<uint32_t>(event.message.size()), message,
                    {.trailingDot = config.fqdnTrailingDot,
                     .lowercase = withDomains,
-                    .questionOptional = config.completeEvents,
+                    .complete = config.completeEvents,
                     .rfcRecordData = config.rfcRecordData});
   const bool decoded = message.error.empty();
   if (decoded && event.type >= body->types) return false;
   if (decoded && withDomains) findDomains(message, event.isQuery ? DomainsOf::Question : domains, config);
 
   LineWriter line(buffer);
-  const EventView view = config.completeEvents ? viewComplete(event, line.size()) : EventView{event, message, config};
+  const EventView view{event, message, config, parts};
+  if (config.completeEvents) prepare(event, line.size());
   header.write(line, static_cast<int64_t>(event.seconds), event.nanoseconds);
   (decoded ? body->write : body->writeError)(line, view);
-  if (line.size() > view.end) [[unlikely]]
+  if (line.size() > parts.end) [[unlikely]]
     return false;
   line.finish();
   return true;
 }
 
-EventView DnsMessageEventFormatter::viewComplete(const DnsMessageEvent& event, size_t start) {
+void DnsMessageEventFormatter::prepare(const DnsMessageEvent& event, size_t start) {
   moreTexts.read(event.more, config.fqdnTrailingDot);
-  const size_t end = config.lineLimit == 0 ? SIZE_MAX : start + config.lineLimit;
-  return {event, message, config, moreTexts.getZone(), moreTexts.getPolicyRule(), end};
+  parts = {moreTexts.getZone(), moreTexts.getPolicyRule(), config.lineLimit == 0 ? SIZE_MAX : start + config.lineLimit};
 }
 
 }  // namespace ns::net::dns

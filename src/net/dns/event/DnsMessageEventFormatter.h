@@ -29,10 +29,11 @@ class DnsMessageEventFormatter {
   bool format(encoding::Bytes& buffer, const DnsMessageEvent& event);
 
  private:
-  EventView viewComplete(const DnsMessageEvent& event, size_t start);
+  void prepare(const DnsMessageEvent& event, size_t start);
 
   DnsMessage message;
   MoreTexts moreTexts;
+  CompleteParts parts{{}, {}, SIZE_MAX};  // of the event at hand
   event::format::EventFormatterConfig config;
   bool formatDnstap;
   const EventBody* body;  // null for a format without text

@@ -13,14 +13,19 @@
 
 namespace ns::net::dns {
 
+/// What only complete events have beside the record and its message.
+struct CompleteParts {
+  std::span<const unsigned char> zone;  // texts of the record's names
+  std::span<const unsigned char> policyRule;
+  size_t end;  // how long the buffer of the line may become
+};
+
 /// An event and how it is to be shown.
 struct EventView {
   const DnsMessageEvent& event;
   const DnsMessage& message;
   const event::format::EventFormatterConfig& config;
-  std::span<const unsigned char> zone{};        // of complete events only, like the next two: texts of the record's
-  std::span<const unsigned char> policyRule{};  // names, and how long the buffer of the line may become
-  size_t end = SIZE_MAX;
+  const CompleteParts& parts;  // of complete events
 };
 
 /// What a text format makes of an event, behind a header and up to and with the line feed. The writers make all the

@@ -57,10 +57,10 @@ class CompleteJson {
                member<"tc">(message.has(DnsMessage::FlagTc)), member<"rd">(message.has(DnsMessage::FlagRd)),
                member<"ra">(message.has(DnsMessage::FlagRa)), member<"ad">(message.has(DnsMessage::FlagAd)),
                member<"cd">(message.has(DnsMessage::FlagCd)), "}",
-               when(whole && !view.zone.empty(), member<"zone">(JsonText{view.zone})));
-    const bool hasRule = whole && !view.policyRule.empty(), hasAction = more.policyAction != 0;
+               when(whole && !view.parts.zone.empty(), member<"zone">(JsonText{view.parts.zone})));
+    const bool hasRule = whole && !view.parts.policyRule.empty(), hasAction = more.policyAction != 0;
     if (hasRule || hasAction) {
-      line.write(R"(,"policy":{)", when(hasRule, R"("rule":)", JsonText{view.policyRule}),
+      line.write(R"(,"policy":{)", when(hasRule, R"("rule":)", JsonText{view.parts.policyRule}),
                  when(hasRule && hasAction, ","),
                  when(hasAction, R"("action":")", word(policy_actions, more.policyAction), "\""), "}");
     }
@@ -93,7 +93,7 @@ class CompleteJson {
   }
 
   void writeResponse() {
-    const size_t end = view.end - std::min(view.end, ClosingRoom);
+    const size_t end = view.parts.end - std::min(view.parts.end, ClosingRoom);
     uint32_t leftOut = 0;
     line.write(when(more.latency >= 0, member<"latency">(SecondsItem{static_cast<uint64_t>(more.latency)})),
                R"(,"answers":[)");
@@ -131,7 +131,7 @@ template <void (CompleteJson::*Write)()>
 static void writeBounded(LineWriter& line, const EventView& view) {
   const size_t before = line.size();
   (CompleteJson(line, view, true).*Write)();
-  if (line.size() <= view.end) return;
+  if (line.size() <= view.parts.end) return;
   line.rewind(before);
   (CompleteJson(line, view, false).*Write)();
 }

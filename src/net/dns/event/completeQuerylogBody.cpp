@@ -47,7 +47,7 @@ static void writeFlags(LineWriter& line, const EventView& view) {
 static void writeResponse(LineWriter& line, const EventView& view) {
   const DnsMessage& message = view.message;
   line.write(" ", DnsWord{response_codes, message.extendedRcode()});
-  const size_t end = view.end - std::min(view.end, ClosingRoom);
+  const size_t end = view.parts.end - std::min(view.parts.end, ClosingRoom);
   const uint32_t leftOut = writeWithin(line, end, message.answers, message.ancount, 0,
                                        [&](const DnsRecord& record, bool) { writeAnswer(line, view, record); });
   line.write(when(leftOut != 0, "; +", leftOut, " records"));
@@ -79,7 +79,7 @@ template <void (*Write)(LineWriter&, const EventView&, bool)>
 static void writeBounded(LineWriter& line, const EventView& view) {
   const size_t before = line.size();
   Write(line, view, true);
-  if (line.size() <= view.end) return;
+  if (line.size() <= view.parts.end) return;
   line.rewind(before);
   Write(line, view, false);
 }

@@ -39,7 +39,7 @@ class MessageDecoder {
         length(length),
         message(message),
         withLowercase(forms.lowercase),
-        questionOptional(forms.questionOptional),
+        complete(forms.complete),
         writeData(forms.rfcRecordData ? writePresentation : writeRdata),
         text(emptied(message.text), forms.trailingDot) {}
 
@@ -72,7 +72,7 @@ class MessageDecoder {
   uint32_t position = 0;
   DnsMessage& message;
   const bool withLowercase;
-  const bool questionOptional;
+  const bool complete;
   void (*const writeData)(RdataWriter& writer, uint16_t type);
   MessageText text;
   KnownName question;
@@ -109,7 +109,7 @@ void MessageDecoder::decodeHeader() {
 
 // Leaves nothing of the message before.
 void MessageDecoder::decodeNoQuestion() {
-  if (message.qdcount != 0 || !questionOptional) failQuestions(message.qdcount);
+  if (message.qdcount != 0 || !complete) failQuestions(message.qdcount);
   message.qname = {};
   message.qnameLowercase = {};
   message.domainOffset = 0;
@@ -150,7 +150,7 @@ bool MessageDecoder::decodeRecord(DnsRecord& record, bool additional) {
   RdataWriter rdata(data, length, position, rdlength, text);
   position += rdlength;  // whatever is made of the data
   if (additional && isAboutMessage(record.type)) {
-    noteAboutMessage(record, {data + position - rdlength, rdlength});
+    if (complete) noteAboutMessage(record, {data + position - rdlength, rdlength});
     return false;
   }
   const uint32_t start = text.size();
