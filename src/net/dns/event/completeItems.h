@@ -45,6 +45,22 @@ struct SecondsItem {
   }
 };
 
+/// What is left out of a line that would be too long: first resource records from the end, then what else has no bound
+/// but the record's length.
+enum class Cut { Nothing, Records, AllWithoutBound };
+
+/// Writes a line with `write(cut)`, cut as little as makes it end within `end`, or cut as far as it goes.
+template <class Write>
+void writeBounded(LineWriter& line, size_t end, const Write& write) {
+  const size_t before = line.size();
+  for (const Cut cut : {Cut::Nothing, Cut::Records, Cut::AllWithoutBound}) {
+    line.rewind(before);
+    write(cut);
+    if (line.size() <= end) [[likely]]
+      return;
+  }
+}
+
 /// Writes `count` records with `write(record, isFirst)` as long as the line ends within `end`, and takes back the one
 /// that does not. Returns how many were left out, all of them if some were before.
 template <class Section, class Write>

@@ -16,12 +16,16 @@ static constexpr size_t ClosingRoom = sizeof(R"(],"authority":[],"additional":[]
 
 namespace {
 
-/// Writes one event. Without `whole` it leaves out what has no bound but the record's length: for a line that would be
-/// too long even without any resource record.
+/// Writes one event.
 class CompleteJson {
  public:
-  CompleteJson(LineWriter& line, const EventView& view, bool whole)
-      : line(line), view(view), more(view.event.more), message(view.message), whole(whole) {}
+  CompleteJson(LineWriter& line, const EventView& view, Cut cut)
+      : line(line),
+        view(view),
+        more(view.event.more),
+        message(view.message),
+        cut(cut),
+        whole(cut != Cut::AllWithoutBound) {}
 
   void write() {
     writeClient(complete_json_event_types[view.event.type]);
@@ -35,7 +39,7 @@ class CompleteJson {
 
   void writeError() {
     writeClient("\"error\"");
-    line.write(member<"size">(message.size), when(whole, member<"packet">(HexText{view.event.message})),
+    line.write(member<"size">(message.size), when(cut == Cut::Nothing, member<"packet">(HexText{view.event.message})),
                member<"text">(JsonText{encoding::bytesOf(message.error)}), "}}\n");
   }
 
@@ -93,7 +97,8 @@ class CompleteJson {
   }
 
   void writeResponse() {
-    const size_t end = view.parts.end - std::min(view.parts.end, ClosingRoom);
+    const size_t limit = view.parts.end - std::min(view.parts.end, ClosingRoom);
+    const size_t end = cut == Cut::Nothing ? SIZE_MAX : limit;
     uint32_t leftOut = 0;
     line.write(when(more.latency >= 0, member<"latency">(SecondsItem{static_cast<uint64_t>(more.latency)})),
                R"(,"answers":[)");
@@ -122,25 +127,25 @@ class CompleteJson {
   const EventView& view;
   const DnsMessageEvent::More& more;
   const DnsMessage& message;
-  const bool whole;
+  const Cut cut;
+  const bool whole;  // with what has no bound but the record's length
 };
 
 }  // namespace
 
-template <void (CompleteJson::*Write)()>
-static void writeBounded(LineWriter& line, const EventView& view) {
-  const size_t before = line.size();
-  (CompleteJson(line, view, true).*Write)();
-  if (line.size() <= view.parts.end) return;
-  line.rewind(before);
-  (CompleteJson(line, view, false).*Write)();
+static void writeEvent(LineWriter& line, const EventView& view) {
+  writeBounded(line, view.parts.end, [&](Cut cut) { CompleteJson(line, view, cut).write(); });
+}
+
+static void writeError(LineWriter& line, const EventView& view) {
+  writeBounded(line, view.parts.end, [&](Cut cut) { CompleteJson(line, view, cut).writeError(); });
 }
 
 static DomainsOf domains(const EventFormatterConfig& config) {
   return config.domainSuffixEnabled ? DomainsOf::AllRecords : DomainsOf::Nothing;
 }
 
-const EventBody complete_json_body{EventHeaderWriter::Kind::Json, no_complete_event_types, domains,
-                                   writeBounded<&CompleteJson::write>, writeBounded<&CompleteJson::writeError>};
+const EventBody complete_json_body{EventHeaderWriter::Kind::Json, no_complete_event_types, domains, writeEvent,
+                                   writeError};
 
 }  // namespace ns::net::dns

@@ -22,10 +22,10 @@ static std::string_view describeCookie(const Edns& edns) {
   return "";
 }
 
-static void writeClient(LineWriter& line, const EventView& view, std::string_view kind, bool whole) {
+static void writeClient(LineWriter& line, const EventView& view, std::string_view kind, Cut cut) {
   const auto identity = view.event.more.identity;
-  line.write(kind,
-             when(whole && view.config.querylogExtended && !identity.empty(), "[", EscapedText<false>{identity}, "] "));
+  line.write(kind, when(cut != Cut::AllWithoutBound && view.config.querylogExtended && !identity.empty(), "[",
+                        EscapedText<false>{identity}, "] "));
 }
 
 static void writeQuestion(LineWriter& line, const EventView& view) {
@@ -44,44 +44,41 @@ static void writeFlags(LineWriter& line, const EventView& view) {
   if (edns.present) line.write(describeCookie(edns));
 }
 
-static void writeResponse(LineWriter& line, const EventView& view) {
+static void writeResponse(LineWriter& line, const EventView& view, Cut cut) {
   const DnsMessage& message = view.message;
   line.write(" ", DnsWord{response_codes, message.extendedRcode()});
-  const size_t end = view.parts.end - std::min(view.parts.end, ClosingRoom);
+  const size_t limit = view.parts.end - std::min(view.parts.end, ClosingRoom);
+  const size_t end = cut == Cut::Nothing ? SIZE_MAX : limit;
   const uint32_t leftOut = writeWithin(line, end, message.answers, message.ancount, 0,
                                        [&](const DnsRecord& record, bool) { writeAnswer(line, view, record); });
   line.write(when(leftOut != 0, "; +", leftOut, " records"));
 }
 
-static void writeEvent(LineWriter& line, const EventView& view, bool whole) {
+static void writeEvent(LineWriter& line, const EventView& view, Cut cut) {
   const DnsMessageEvent& event = view.event;
   const bool extended = view.config.querylogExtended;
-  writeClient(line, view, "queries: ", whole);
+  writeClient(line, view, "queries: ", cut);
   line.write(complete_querylog_event_types[event.type], event.client, "#", event.port,
              when(extended, " %", view.message.id), either(event.isQuery, ": query: ", ": response: "));
   writeQuestion(line, view);
   writeFlags(line, view);
   line.write(" (", either(event.server.empty(), "<unknown>", event.server), when(extended, " ", view.message.size, "b"),
              ")");
-  if (!event.isQuery) writeResponse(line, view);
+  if (!event.isQuery) writeResponse(line, view, cut);
   line.write("\n");
 }
 
-static void writeError(LineWriter& line, const EventView& view, bool whole) {
+static void writeError(LineWriter& line, const EventView& view, Cut cut) {
   const auto& event = view.event;
   line.write("errors: ", std::string_view(view.message.error), ": ");
-  writeClient(line, view, "", whole);
+  writeClient(line, view, "", cut);
   line.write("client ", event.client, "#", event.port, ": server ", event.server, ": packet \\# ", view.message.size,
-             when(whole, " ", HexText{event.message}), "\n");
+             when(cut == Cut::Nothing, " ", HexText{event.message}), "\n");
 }
 
-template <void (*Write)(LineWriter&, const EventView&, bool)>
-static void writeBounded(LineWriter& line, const EventView& view) {
-  const size_t before = line.size();
-  Write(line, view, true);
-  if (line.size() <= view.parts.end) return;
-  line.rewind(before);
-  Write(line, view, false);
+template <void (*Write)(LineWriter&, const EventView&, Cut)>
+static void write(LineWriter& line, const EventView& view) {
+  writeBounded(line, view.parts.end, [&](Cut cut) { Write(line, view, cut); });
 }
 
 static DomainsOf domains(const EventFormatterConfig& config) {
@@ -89,6 +86,6 @@ static DomainsOf domains(const EventFormatterConfig& config) {
 }
 
 const EventBody complete_querylog_body{EventHeaderWriter::Kind::Syslog, no_complete_event_types, domains,
-                                       writeBounded<writeEvent>, writeBounded<writeError>};
+                                       write<writeEvent>, write<writeError>};
 
 }  // namespace ns::net::dns
