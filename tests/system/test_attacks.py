@@ -32,13 +32,20 @@ def figure(daemon, name="VmRSS"):
     return int(re.search(rf"{name}:\s*(\d+)", status)[1])
 
 
+def states(daemon):
+    """Of each thread, by one letter (proc(5)); one that ends meanwhile counts as running."""
+    for task in pathlib.Path(f"/proc/{daemon.pid}/task").iterdir():
+        try:
+            yield (task / "stat").read_text().rsplit(")", 1)[1].split()[0]
+        except OSError:
+            yield "R"
+
+
 def asleep(daemon):
     """Until every thread waits for something."""
     quiet = 0
     while quiet < 3:
-        states = [pathlib.Path(task, "stat").read_text().rsplit(")", 1)[1].split()[0]
-                  for task in pathlib.Path(f"/proc/{daemon.pid}/task").iterdir()]
-        quiet = quiet + 1 if set(states) == {"S"} else 0
+        quiet = quiet + 1 if set(states(daemon)) == {"S"} else 0
         time.sleep(0.02)
 
 

@@ -115,7 +115,7 @@ def test_nothing_is_left_out():
     pages, texts = "".join(page.read_text() for page in REFERENCE.glob("*.md")), 0
     for source in (TREE / "src").rglob("*.[ch]*"):
         # The manual has the tools; what a record lacks is counted, not told.
-        if {"tools", "encoding", "contract.cpp"} & set(source.parts):
+        if {"tools", "encoding"} & set(source.parts) or source.match("dns/event/contract.cpp"):
             continue
         for text in re.findall(r'"((?:[^"\\\n]|\\.)*)"', re.sub(NO_TEXT, "", source.read_text())):
             words = text.replace("\\\\", "\\").replace("\\n", "").strip("[]:. ").split("%")[0].strip()
