@@ -11,6 +11,7 @@ import dns.exception
 import dns.message
 import dns.name
 import dns.rdatatype
+import pytest
 
 from support import wire
 from support.daemon import UNIX, Daemon, ends_cleanly  # noqa: F401
@@ -66,7 +67,8 @@ class Records(Traffic):
         f["type"] += 2 if f["type"] > 10 and self.random() < 0.5 else 0
         own, other = ("query", "response") if f["type"] % 2 else ("response", "query")
         if self.random() < 0.3:
-            f |= {f"{other}_time_sec": f[f"{own}_time_sec"] - self.choice((0, 0, 1, 9)), f"{other}_time_nsec": 4999}
+            f |= {f"{other}_time_sec": f[f"{own}_time_sec"] - self.choice((0, 0, 1, 9)),
+                  f"{other}_time_nsec": self.choice((4999, f[f"{own}_time_nsec"]))}
             if self.random() < 0.3:
                 del f[f"{own}_time_sec"], f[f"{own}_time_nsec"]
         rule = self.choice((None, self.name().to_wire(), self.randbytes(9), b'\\"rule'))
@@ -188,19 +190,19 @@ def pairs(found):
 
 
 def run(records, lines, *config):
-    """What comes of the records as `lines` lines, and what became of each record in the report at the end."""
+    """What comes of the records as `lines` lines, how many were refused, and the daemon's process."""
     collector = Collector()
-    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", "message-hostname ns1", *config) as daemon:
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", "message-hostname ns1", "metrics-interval 1",
+                *config) as daemon:
         stream = collector.accept()
         sender = Sender(daemon.address())
         sender.send(*records)
         stream.until(lambda: stream.data.count(b"\n") >= lines, sender.nudge)
-        sender.stop()
-        daemon.stop()
-        stream.fill(0.2)
-        sent, queue = (daemon.reports()[-1][group][0] for group in ("forwarder", "queue"))
-        taken = [sent[key] for key in ("eventsSent", "dnstapErrors", "eventsSkipped")]
-        assert sum(taken) + queue["eventsDropped"] + queue["eventsQueued"] == len(sender.sent), daemon.reports()
+        daemon.next_report()
+        keys = ("eventsSent", "dnstapErrors") + ("eventsSkipped",) * ("edition 2" in config)
+        taken = daemon.total("forwarder", *keys)
+        last = daemon.reports()[-1]["queue"][0]["eventsQueued"] + sum(daemon.total("queue", "eventsDropped"))
+        assert len(keys) == 2 or sum(taken) + last == len(sender.sent), daemon.reports()
         assert taken[0] == stream.data.count(b"\n") == lines
         return stream.data.decode("ascii").splitlines(True), taken[1], daemon.pid
 
@@ -218,3 +220,98 @@ def test_json_events_are_whole():
     assert broken == len(BROKEN)
     for record, line in zip(records, lines, strict=True):
         assert json.loads(line, object_pairs_hook=pairs, parse_float=str) == members(record), (line, record.hex())
+
+
+# The shape of a line of BIND's query log, with what this log has more.
+QUERY_LOG = re.compile(r"""
+    (?:<30>1[ ](?P<time>\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)[ ]ns1[ ]wirelark[ ](?P<pid>\d+)[ ]-[ ]-[ ]
+      |<30>(?P<bsd>[A-Z][a-z]{2}[ ][ \d]\d[ ]\d\d:\d\d:\d\d)[ ]ns1[ ]wirelark\[(?P<bsdpid>\d+)\]:[ ])
+    queries:[ ](?:\[(?P<identity>.+)\][ ])?
+    (?P<kind>auth|resolver|client|forwarder|stub|tool|update)[ ](?P<client>[0-9a-f.:]*)\#(?P<port>\d+)
+    (?:[ ]%(?P<txid>\d+))?:[ ](?P<side>query|response):[ ]
+    (?P<qname>.+?)[ ](?:\[(?P<qdomain>.*?)\][ ])?(?P<qclass>[A-Z0-9]+|-)[ ](?P<qtype>[A-Z0-9-]+)[ ]
+    (?P<flags>[+-]S?(?:E\(\d+\))?T?D?C?[VK]?)[ ]
+    \((?P<server>[0-9a-f.:]+|<unknown>)(?:[ ](?P<size>\d+)b)?\)
+    (?:[ ](?P<rcode>[A-Z0-9]+)(?P<answers>(?:;[ ].*)?))?\n""", re.VERBOSE)
+
+
+def query_line(record, extended, bsd):
+    """What the parts of a record's line are."""
+    found = dict(members(record))
+    data, f = dict(found["data"]), record.fields
+    flags, edns, response = dict(data["flags"]), dict(data.get("edns", ())), f["type"] % 2 == 0
+    cookie = next((len(o[1][1]) // 2 for o in edns.get("options", ()) if o[0] == ("code", 10)), 0)
+    shown = ("+" if flags["rd"] else "-") + (f"E({edns['version']})" if edns else "") \
+        + "T" * (f["socket_protocol"] in (2, 3, 4, 6)) + "D" * edns.get("do", False) + "C" * flags["cd"] \
+        + ("V" if cookie > 8 else "K" if cookie else "")
+    return {"time": None if bsd else stamp(record), "flags": shown, "client": data["client"],
+            "server": data["server"] or "<unknown>", "port": str(data["port"]), "side": ("query", "response")[response],
+            "kind": found["type"].split("-")[0], "qname": data.get("qname", "-"), "qtype": data.get("qtype", "-"),
+            "qclass": data.get("qclass", "-"), "qdomain": data.get("qdomain", "") if extended else None,
+            "txid": str(data["txid"]) if extended else None, "size": str(data["size"]) if extended else None,
+            "identity": visible(record.identity) or None if extended else None, "rcode": data.get("rcode")}
+
+
+@pytest.mark.parametrize("extended", (False, True))
+@pytest.mark.parametrize("bsd", (False, True))
+def test_query_log_lines_have_the_shape_of_binds(extended, bsd):
+    records = Records(2).records(500)
+    tsig = dns.message.make_query("tsig.example.", "A")
+    tsig.use_edns(0, ednsflags=0x8000)
+    signed = bytearray(tsig.to_wire() + bytes.fromhex("00 00fa 00ff 00000000 0000"))
+    signed[11] += 1
+    last = wire.record(type=5, socket_protocol=2, query_time_sec=17, query_message=bytes(signed))
+    lines, _, pid = run([*records, last], len(records) + 1, "edition 2", "message-format querylog",
+                        f"message-querylog-format {'extended' if extended else 'standard'}",
+                        f"message-syslog-format {'bsd' if bsd else 'none'}")
+    assert " +SE(0)TD (<unknown>" in lines[-1]
+    for record, line in zip(records, lines[:-1], strict=True):
+        if dict(members(record))["type"] == "error":
+            assert ": errors: Read DNS message failed: No question RRs 2 is not 1: " in line.replace("- - e", ": e")
+            continue
+        found, expected = QUERY_LOG.fullmatch(line), query_line(record, extended, bsd)
+        assert found and {k: found[k] for k in expected} == expected, (line, expected)
+        assert str(pid) in (found["pid"], found["bsdpid"])
+        for one in dict(dict(members(record))["data"]).get("answers", ()):
+            assert f" {dict(one)['rrtype']} " in found["answers"]
+
+
+def large(section, kind="TXT"):
+    make = random.Random(kind)
+    message = dns.message.make_response(dns.message.make_query("large.example.", kind))
+    getattr(message, section).extend(dns.rrset.from_text("large.example.", 5, "IN", "TXT", "x" * make.randint(1, 250))
+                                     for _ in range(40))
+    return message.to_wire(max_size=65535)
+
+
+@pytest.mark.parametrize("form", ("json", "querylog"))
+def test_no_line_is_longer_than_the_limit(form):
+    """Over a range of limits: all of a line's records that fit, the number of the others, and never a byte more."""
+    fields = dict(type=6, response_time_sec=17)
+    packets = [large(section) for section in ("answer", "authority", "additional")]
+    records = [wire.record(b"\1" * 300 * n, **fields, response_message=p) for n in (0, 1) for p in packets]
+    records.append(wire.record(**fields, response_message=bytes(4) + b"\0\2" + bytes(2000)))
+    config = ("edition 2", f"message-format {form}", "message-querylog-format extended")
+    whole, _, ran = run(records, len(records), *config)
+    count = (lambda line: line.count('"ttl":')) if form == "json" else lambda line: line.count(" IN TXT ") - 1
+    near = {len(line) + by for line in whole for by in (-1, 0, 1)}
+    for limit in {600, 601, 1000, 4096, 5000, *(limit for limit in near if limit > 600)}:
+        lines, _, pid = run(records, len(records), *config, f"message-line-limit {limit}")
+        for line, full in zip(lines, whole, strict=True):
+            full = full.replace(f" {ran} ", f" {pid} ")
+            assert len(line) <= limit
+            assert (line == full) == (len(full) <= limit), (limit, line[-200:])
+            left = re.search(r'"leftout":(\d+)\}\}$' if form == "json" else r"; \+(\d+) records$", line)
+            assert count(line) + int(left[1] if left else 0) == count(full)
+            if form == "json":
+                json.loads(line)
+
+
+@pytest.mark.parametrize("form", ("json", "querylog"))
+def test_edition_1_written_out_changes_nothing(form):
+    """Nor does the limit of a line, which is the second edition's."""
+    records = Traffic(form).records(300)
+    model = Model(form, host="ns1")
+    for config in ((), ("edition 1", "message-line-limit 300")):
+        lines, _, model.pid = run(records, sum(model([r]) != b"" for r in records), f"message-format {form}", *config)
+        assert "".join(lines).encode() == model(records)
