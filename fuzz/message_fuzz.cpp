@@ -1,9 +1,12 @@
 // Any bytes as a dnstap record's DNS message, in every format: one line an event, valid JSON, the same text whatever
 // was decoded before, and never more than a bound: the 16 MiB of presentation text, each name twice for its domain,
 // each byte twice for its escape, and the packet in hex.
+#include <algorithm>
+
 #include "fuzz.h"
 #include "net/dns/domain/suffixes.h"
 #include "net/dns/event/DnsMessageEventFormatter.h"
+#include "net/dns/message/decodeDnsMessage.h"
 
 using namespace ns::net::dns;
 using ns::encoding::Bytes;
@@ -15,6 +18,28 @@ static ns::event::format::EventFormatterConfig configFor(uint32_t format, bool e
   config.messageFormat = format;
   config.querylogExtended = extended;
   return config;
+}
+
+/// Record data in the forms of zone files: a bad record costs only itself, and what is written stays on its line.
+static void checkRecordData(const Bytes& bytes) {
+  static DnsMessage contract, message;
+  const auto size = static_cast<uint32_t>(bytes.size());
+  decodeDnsMessage(bytes.data(), size, contract, {.trailingDot = true, .lowercase = false, .rfcRecordData = false});
+  decodeDnsMessage(bytes.data(), size, message, {.trailingDot = false, .lowercase = false, .rfcRecordData = true});
+  const bool tooMuch = message.error.find("bytes of text") != std::string::npos;
+  fuzz::require(message.error.empty() || tooMuch || !contract.error.empty(), "no record makes an error of a message");
+  if (!message.error.empty()) return;
+  const auto check = [](const DnsMessage::Section& section, uint16_t count) {
+    for (size_t i = 0; i < count; ++i) {
+      const auto text = message.at(section[i].rdata);
+      fuzz::require(!text.empty(), "every record's data is some text");
+      fuzz::require(std::all_of(text.begin(), text.end(), [](unsigned char c) { return c >= ' ' && c <= '~'; }),
+                    "record data is printable");
+    }
+  };
+  check(message.answers, message.ancount);
+  check(message.authorities, message.nscount);
+  check(message.additionals, message.arcount);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -30,6 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   event.seconds = 1700000000 + data[0];
   event.message = message;
 
+  checkRecordData(message);
   for (DnsMessageEventFormatter& formatter : reused) {
     DnsMessageEventFormatter fresh(formatter.getConfig());
     Bytes line, same;

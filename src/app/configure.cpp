@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "app/Edition.h"
 #include "app/config/keys.h"
 #include "app/run.h"
 #include "encoding/data.h"
@@ -72,6 +73,7 @@ void configureMessageFormatter(ConfigFile& file, ns::event::format::EventFormatt
   static constexpr std::string_view Formats[] = {"json", "querylog", "dnstap"};
   static constexpr std::string_view SyslogFormats[] = {"bsd", "rfc3164", "rfc5424", "none"};
 
+  ns::app::configureEdition(file, config);
   config.fqdnTrailingDot = choose(file, "message-fqdn-format", FqdnFormats, 0) == 0;  // first: the tables depend on it
   const std::string_view mode = SuffixModes[choose(file, "domain-suffix-mode", SuffixModes, 0)];
   config.domainSuffixEnabled = mode != "off";

@@ -53,6 +53,12 @@ class Tail {
     out[-1] = static_cast<unsigned char>(value);
   }
 
+  /// Takes back what was written since size() was `size`.
+  void rewind(size_t size) {
+    assert(start <= size && size <= this->size());
+    out = buffer.data() + size;
+  }
+
   void character(char value) {
     *room(1) = static_cast<unsigned char>(value);
     ++out;

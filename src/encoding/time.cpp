@@ -105,6 +105,11 @@ unsigned char* writeTimeSyslogRfc3164(unsigned char* out, int64_t seconds) {
   return writeClock(out + 7, time);
 }
 
+unsigned char* writeMicroseconds(unsigned char* out, uint32_t microseconds) {
+  for (const uint32_t unit : {10000U, 100U, 1U}) out = data::writeTwoDigits(out, microseconds / unit % 100);
+  return out;
+}
+
 void formatTimeIso(Bytes& buffer, int64_t seconds, uint32_t nanoseconds) {
   unsigned char* const out = data::grow(buffer, TimeIsoRoom);
   data::cut(buffer, writeTimeIso(out, seconds, nanoseconds));

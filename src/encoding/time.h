@@ -34,6 +34,10 @@ unsigned char* writeTimeDefault(unsigned char* out, int64_t seconds);
 /// Returns its end.
 unsigned char* writeTimeSyslogRfc3164(unsigned char* out, int64_t seconds);
 
+/// Writes microseconds, below 1000000, as six digits at `out`, which has room for MicrosecondsRoom. Returns their end.
+constexpr size_t MicrosecondsRoom = 6;
+unsigned char* writeMicroseconds(unsigned char* out, uint32_t microseconds);
+
 /// Append what the writers above write.
 void formatTimeIso(Bytes& buffer, int64_t seconds, uint32_t nanoseconds);
 void formatTimeDefault(Bytes& buffer, int64_t seconds);

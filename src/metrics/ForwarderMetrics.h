@@ -17,6 +17,8 @@ struct ForwarderMetrics {
   std::atomic<uint64_t> eventsSent{0};
   std::atomic<uint64_t> connects{0};  // attempts, failed ones included
   std::atomic<uint64_t> dnstapErrors{0};
+  bool tellsSkipped = false;  // whether the report shows the next
+  std::atomic<uint64_t> eventsSkipped{0};
 };
 
 }  // namespace ns::metrics

@@ -102,6 +102,7 @@ static void listFields(Fields fields, const ForwarderMetrics& forwarder) {
   fields.number("bytesSent", forwarder.bytesSent);
   fields.number("eventsSent", forwarder.eventsSent);
   fields.number("dnstapErrors", forwarder.dnstapErrors);
+  if (forwarder.tellsSkipped) fields.number("eventsSkipped", forwarder.eventsSkipped);
 }
 
 /// Calls `action` for the first `count` records.

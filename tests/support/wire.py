@@ -11,7 +11,7 @@ MESSAGE = {
     "response_address": (5, 2),
     "query_port": (6, 0), "response_port": (7, 0), "query_time_sec": (8, 0), "query_time_nsec": (9, 5),
     "query_message": (10, 2), "query_zone": (11, 2), "response_time_sec": (12, 0), "response_time_nsec": (13, 5),
-    "response_message": (14, 2),
+    "response_message": (14, 2), "policy": (15, 2), "http_protocol": (16, 0),
 }
 
 

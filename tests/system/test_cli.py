@@ -89,6 +89,9 @@ SECONDS = ("0 121 x -1", "1 120 120s")
 BYTES = ("0 x -1 2147483648", "1 2147483647")
 SWITCH = ("ON true", "on off")
 ROWS = [
+    *[unknown("edition", value) for value in ("3", "0", "two", "")], taken("edition 1"), taken("edition 2"),
+    *[invalid("message-line-limit", value) for value in ("x", "-1", "4294967296")],
+    taken("message-line-limit 0", "edition 2"),
     unknown("message-fqdn-format", "With-Trailing-Dot"), unknown("message-fqdn-format", ""),
     unknown("domain-suffix-mode", "ALL"),
     *[taken(f"domain-suffix-mode {m}") for m in ("all", "builtin", "config", "off")],
@@ -171,8 +174,8 @@ def test_a_value_is_taken_or_refused(config, expected, tmp_path):
 
 
 def test_mistakes_are_found_in_the_order_of_reading(tmp_path):
-    keys = ("message-fqdn-format domain-suffix-mode domain-suffix message-querylog-format message-format "
-            "message-syslog-format message-syslog-priority message-queue-size message-queue-recovery forwarder "
+    keys = ("edition message-line-limit message-fqdn-format domain-suffix-mode domain-suffix "
+            "message-querylog-format message-format message-syslog-format message-syslog-priority message-queue-size message-queue-recovery forwarder "
             "listener metrics-interval metrics-format").split()
     assert keys == [k for k in KEYS if k not in ("message-hostname", "message-queue-filename")]  # which take any text
     for n, key in enumerate(keys):

@@ -7,6 +7,9 @@ import re
 import subprocess
 import urllib.request
 
+import dns.edns
+import dns.message
+import dns.rrset
 import pytest
 
 from support import wire
@@ -18,6 +21,7 @@ from support.traffic import Traffic
 jsonschema = pytest.importorskip("jsonschema")
 TREE = pathlib.Path(__file__).parents[2]
 REFERENCE = TREE / "docs/reference"
+NO_TEXT = r'//.*|#include.*|queries: |R"\(.*?\)"'  # raw strings are JSON
 
 
 def validator(name):
@@ -60,6 +64,42 @@ def test_schemas():
             assert not schema.is_valid({**line, "more": 1}) and not schema.is_valid(dict(list(line.items())[1:]))
 
 
+def test_schema_of_edition_2():
+    """Whole records and bare ones, without a question, that can't be decoded, and lines that are too long."""
+    answer = dns.message.make_response(dns.message.make_query("a.example", "TXT", use_edns=0, payload=1232))
+    answer.use_edns(0, options=[dns.edns.ECSOption("192.0.2.0", 24)])
+    answer.answer = [dns.rrset.from_text("a.example.", 1, "IN", "TXT", *["x" * 200 + str(i) for i in range(9)])]
+    times = {f"{side}_time_{unit}": 5 for side in ("query", "response") for unit in ("sec", "nsec")}
+    whole = wire.record(type=2, identity=b"ns\1", version=b"1", query_address=b"\1" * 4, response_port=53, **times,
+                        query_zone=b"\7example\0", response_message=answer.to_wire(max_size=65535))
+    policy = b"\x7a\7\x12\3rpz\x18\1\x80\1\2"  # fields 15 and 16
+    whole += b"\x72" + bytes([len(policy)]) + policy  # of a message that goes on
+    records = [whole, *(wire.record(type=kind, **times, query_message=text, response_message=text)
+                        for kind in (13, 14) for text in (bytes(2) + b"\x28" + bytes(9), b"?" * 900))]
+    records += Traffic("schema 2").records(100)
+    schema = validator("event.schema.json")
+    collector = Collector()
+    with Daemon(UNIX, f"forwarder ipv4 127.0.0.1 {collector.port}", "edition 2", "message-line-limit 1500",
+                "metrics-format json", "metrics-interval 1") as daemon:
+        there, sender = collector.accept(), Sender(daemon.address())
+        sender.send(*records)
+        there.until(lambda: there.data.count(b"\n") > 80, sender.nudge)
+        sender.stop()
+        daemon.wait("eventsSkipped")
+        lines = [json.loads(line) for line in there.data[:there.data.rindex(b"\n")].splitlines()]
+        reports = [json.loads(line.split("Metrics: ")[1]) for line in daemon.find("Metrics: ")]
+    data = lines[0]["data"]
+    assert {"serverport", "zone", "policy", "http", "latency", "leftout"} <= set(data) and "subnet" in data["edns"]
+    assert [line["type"] for line in lines[1:5]] == ["update-query", "error", "update-response", "error"]
+    assert "qname" not in lines[1]["data"] and "packet" not in lines[2]["data"]
+    assert [(line, e.message) for line in lines for e in schema.iter_errors(line)] == []
+    assert [e.message for report in reports for e in validator("metrics.schema.json").iter_errors(report)] == []
+    for line in lines:
+        assert not any(schema.is_valid(wrong) for wrong in (
+            {**line, "more": 1}, {**line, "schema": 1}, {**line, "data": {**line["data"], "more": 1}},
+            dict(list(line.items())[1:])))
+
+
 def test_nothing_is_left_out():
     read = lambda name: (TREE / name).read_text()
     manual = read("docs/man/wirelark.conf.5").replace("\\-", "-")
@@ -67,7 +107,7 @@ def test_nothing_is_left_out():
     keys = [name for name in KEYS if name not in ("listener", "forwarder")]  # which have sections of their own
     options = [o for name in ("options/connectionOptions", "listener/parseListener", "forwarder/parseForwarder")
                for o in re.findall(r'\{"([a-z-]+)", ', read(f"src/worker/{name}.cpp"))]
-    assert len(keys) == 13 and len(set(options)) > 25
+    assert len(keys) == 15 and len(set(options)) > 25
     assert [name for name in keys if f"\n| `{name}`" not in configuration
             or f' {name} ' not in manual.replace('"', " ")] == []
     assert [name for name in options if f"\n| `{name}` |" not in configuration
@@ -77,7 +117,7 @@ def test_nothing_is_left_out():
         # The manual has the tools; what a record lacks is counted, not told.
         if {"tools", "encoding"} & set(source.parts) or source.match("dns/event/contract.cpp"):
             continue
-        for text in re.findall(r'"((?:[^"\\\n]|\\.)*)"', re.sub("//.*|#include.*|queries: ", "", source.read_text())):
+        for text in re.findall(r'"((?:[^"\\\n]|\\.)*)"', re.sub(NO_TEXT, "", source.read_text())):
             words = text.replace("\\\\", "\\").replace("\\n", "").strip("[]:. ").split("%")[0].strip()
             texts += " " in text
             assert not re.search("\\w\\w.* | .*\\w\\w", text) or words in pages, (source, text)

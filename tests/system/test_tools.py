@@ -43,7 +43,7 @@ def check(home, lines, *options):
 
 IDLE = "a connection without events is closed after {} seconds; keepalive={} makes it an hour"
 TEXT = ("text formats refuse resolver, forwarder and zone messages, and the owner of a zone can forge records with "
-        "them: log only CLIENT_* and AUTH_QUERY messages, or use message-format dnstap")
+        "them: set edition 2, log only CLIENT_* and AUTH_QUERY messages, or use message-format dnstap")
 PLAIN = "without TLS to another machine: whoever is on the way can read the events, which are personal data"
 NO_NAME = "tls-validate-server-name is empty: any valid certificate passes, whatever name it is for"
 WEAK = "{} lets TLS 1.2 use suites without {}: {}"
@@ -134,7 +134,8 @@ CHECKS = [
         "10 w " + WEAK.format("tls-cipher-list", "certificates", "AECDH-AES128-SHA"),
         "10 w " + WEAK.format("tls-cipher-list", "forward secrecy", "NULL-SHA256")]),
     ("a text format", ["message-format querylog"], ["5 w " + TEXT]),
-    ("the default format", ["# no message-format"], ["0 w " + TEXT]),
+    ("the default format", ["# no message-format", "edition 1"], ["0 w " + TEXT]),
+    ("a text format that shows all", ["message-format json", "edition 2"], []),
     ("lines", ["domain-suffix a#b", "domain-suffix c \t", "domain-suffix d # e", " # f", " g", "",
                " domain-suffix .h\r", "domain-suffix\t*.i\r"], [
         "5 w the value ends in front of the '#', which begins a comment",

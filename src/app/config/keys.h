@@ -15,6 +15,8 @@ struct Key {
 
 /// All keys, in the order of reading. The tests hold the reference and the order of reading against this table.
 inline constexpr auto Keys = std::to_array<Key>({
+    {.name = "edition"},
+    {.name = "message-line-limit", .numberBits = 32},
     {.name = "message-fqdn-format"},
     {.name = "domain-suffix-mode"},
     {.name = "domain-suffix", .isRepeatable = true},

@@ -120,6 +120,14 @@ static bool decodeValue(DnstapView&, WireCursor& cursor, const Constant& field) 
   return value == field.value || cursor.failure.set(Failure::Kind::RecordType, value);
 }
 
+static bool decodeValue(DnstapView& view, WireCursor& cursor, const ViewVarint& field) {
+  return cursor.varint(view.*field.view);
+}
+
+static bool decodeValue(DnstapView& view, WireCursor& cursor, const ViewBytes& field) {
+  return cursor.bytes(view.*field.view);
+}
+
 template <class Line>
 static bool expect(WireCursor& cursor, uint8_t wireType, const Line& line) {
   if (wireType == Line::wireType) [[likely]]
@@ -161,6 +169,51 @@ bool DnstapDecoder::decodeMessage(DnstapView& view, WireCursor& cursor) {
     if (!decodeField<Table>(view, message)) return false;
   }
   return true;
+}
+
+template <const auto& Table>
+static bool decodeWhole(DnstapView& view, std::span<const unsigned char> bytes, Failure& failure);
+
+template <class Line>
+static bool decodeWholeLine(DnstapView& view, WireCursor& cursor, uint8_t wireType, const Line& line) {
+  if (!expect(cursor, wireType, line)) return false;
+  if constexpr (NestedFields<Line>) {
+    std::span<const unsigned char> bytes;
+    return cursor.bytes(bytes) && decodeWhole<Line::table>(view, bytes, cursor.failure);
+  } else {
+    return decodeValue(view, cursor, line);
+  }
+}
+
+// Each byte is passed once, and tables are nested three deep: there is nothing to bound.
+template <const auto& Table>
+static bool decodeWhole(DnstapView& view, std::span<const unsigned char> bytes, Failure& failure) {
+  WireCursor cursor{bytes.data(), static_cast<uint32_t>(bytes.size()), 0, failure};
+  cursor.offset = decodePlain<Table>(view, cursor.data, cursor.length);
+  while (cursor.offset < cursor.length) {
+    uint64_t tag;
+    if (!cursor.varint(tag) || tag < 8 || tag > UINT32_MAX) return false;  // no field has the number 0
+    const auto number = static_cast<uint32_t>(tag >> 3);
+    const auto wireType = static_cast<uint8_t>(tag & 7);
+    const auto decode = [&](const auto&... line) __attribute__((always_inline)) {
+      bool decoded = true;
+      const bool known =
+          ((line.number == number && (decoded = decodeWholeLine(view, cursor, wireType, line), true)) || ...);
+      return known ? decoded : cursor.skip(wireType);
+    };
+    if (!std::apply(decode, Table)) return false;
+  }
+  return true;
+}
+
+bool tryDecodeWholeRecord(DnstapView& view, const unsigned char* data, uint32_t length) {
+  view.reset();
+  view.query_zone = {};
+  view.policy_rule = {};
+  view.policy_action = 0;
+  view.http_protocol = 0;
+  Failure failure;
+  return decodeWhole<WholeRecordFields>(view, {data, length}, failure);
 }
 
 bool DnstapDecoder::enterMessage(std::span<const unsigned char>& message, WireCursor& cursor) {

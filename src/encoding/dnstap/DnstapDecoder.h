@@ -16,6 +16,12 @@ namespace ns::encoding::dnstap {
 /// the bytes are no record; `view` then holds what stood before the fault.
 [[nodiscard]] bool tryDecodeDnstapEvent(DnstapView& view, const unsigned char* data, uint32_t length);
 
+/// The same, but a field that the schema doesn't have is stepped over by its wire type, at any level, and the view's
+/// fields beside those of a DnstapEvent are read, too. A known field with another wire type, a length beyond its source
+/// and a group (wire types 3 and 4) make the bytes no record. What is read is what any reader of the schema
+/// (https://protobuf.dev/programming-guides/encoding/) reads.
+[[nodiscard]] bool tryDecodeWholeRecord(DnstapView& view, const unsigned char* data, uint32_t length);
+
 /// Bounds the bytes of all messages that a walk over a record goes through, so that it takes time in proportion to the
 /// record.
 ///

@@ -10,10 +10,16 @@ namespace ns::encoding::dnstap {
 struct DnstapView : DnstapRecord<std::span<const unsigned char>> {
   using Piece = std::span<const unsigned char>;
 
+  // What only tryDecodeWholeRecord() reads, of the message:
+  Piece query_zone{};   // a DNS name in wire format
+  Piece policy_rule{};  // of its policy
+  uint64_t policy_action = 0;
+  uint64_t http_protocol = 0;
+
   DnstapView() = default;
   explicit DnstapView(const DnstapEvent& event);
 
-  /// Empties all fields.
+  /// Empties all fields that a DnstapEvent has, too.
   void reset();
 
   /// Stores the fields in `event`, whose `encodedMessage` stays.

@@ -56,5 +56,6 @@ static consteval bool numbersDiffer() {
 static_assert(countFields() == countMembers<DnstapRecord<char>>(), "a member of DnstapRecord has no line");
 static_assert(membersDiffer(), "two lines go to the same member");
 static_assert(numbersDiffer<RecordFields>(), "two fields have the same number");
+static_assert(numbersDiffer<WholeRecordFields>(), "two fields of whole records have the same number");
 
 }  // namespace ns::encoding::dnstap

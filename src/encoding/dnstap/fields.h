@@ -28,6 +28,18 @@ using VarintField = Field<Varint, uint64_t>;
 using Fixed32Field = Field<Fixed32, uint32_t>;
 using BytesField = Field<LengthDelimited, DnstapView::Piece, Bytes>;
 
+/// A field that is only read, and only into a view.
+template <WireType Type, class InView>
+struct ViewField {
+  static constexpr WireType wireType = Type;
+
+  uint32_t number;
+  const char* name;
+  InView DnstapView::*view;
+};
+using ViewVarint = ViewField<Varint, uint64_t>;
+using ViewBytes = ViewField<LengthDelimited, DnstapView::Piece>;
+
 /// A number that is always written, and the only one that may be read.
 struct Constant {
   static constexpr WireType wireType = Varint;
@@ -45,7 +57,7 @@ struct Nested {
 
   uint32_t number;
   const char* name;
-  Bytes DnstapEvent::*built;
+  Bytes DnstapEvent::*built = nullptr;
 };
 
 inline constexpr VarintField MessageType{1, "message type", &DnstapView::type, &DnstapEvent::type, Written::Always};
@@ -76,6 +88,24 @@ inline constexpr std::tuple RecordFields{
     BytesField{3, "extra", &DnstapView::extra, &DnstapEvent::extra},
     Constant{15, "type", 1},
     Message,
+};
+
+/// The same with the fields that whole records have besides. They are tables of their own, as the walk over the others
+/// depends on which fields it knows.
+inline constexpr std::tuple PolicyFields{
+    ViewBytes{2, "policy rule", &DnstapView::policy_rule},
+    ViewVarint{3, "policy action", &DnstapView::policy_action},
+};
+inline constexpr std::tuple WholeMessageFields =
+    std::tuple_cat(MessageFields, std::tuple{ViewBytes{11, "message query_zone", &DnstapView::query_zone},
+                                             Nested<PolicyFields>{15, "message policy"},
+                                             ViewVarint{16, "message http_protocol", &DnstapView::http_protocol}});
+inline constexpr std::tuple WholeRecordFields{
+    BytesField{1, "identity", &DnstapView::identity, &DnstapEvent::identity},
+    BytesField{2, "version", &DnstapView::version, &DnstapEvent::version},
+    BytesField{3, "extra", &DnstapView::extra, &DnstapEvent::extra},
+    Constant{15, "type", 1},
+    Nested<WholeMessageFields>{14, "message"},
 };
 
 /// Whether a line of a table is a field whose value the record keeps.

@@ -24,6 +24,10 @@ struct EventFormatterConfig {
   bool domainSuffixBuiltin;  // whether they are found by the built-in suffixes, by the configured ones, or by both
   bool domainSuffixConfig;
   bool fqdnTrailingDot;
+  bool paddedFraction = false;  // fractions of a second have six digits, not the microseconds as a plain number
+  bool completeEvents = false;  // with all that records and messages tell: see writeCompleteJson
+  bool rfcRecordData = false;   // record data in the presentation form of its RFC
+  uint32_t lineLimit = 0;       // the most bytes of a complete event's line; 0 is none
 };
 
 }  // namespace ns::event::format

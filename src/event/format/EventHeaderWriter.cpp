@@ -11,7 +11,7 @@ namespace ns::event::format {
 static void formatJsonBack(Bytes& back, const EventFormatterConfig& config) {
   data::formatChars(back, "Z\",\"host\":");
   json::formatJsonStr(back, config.hostname.data(), static_cast<uint32_t>(config.hostname.size()));
-  data::formatChars(back, ",\"schema\":1");
+  data::formatChars(back, config.completeEvents ? ",\"schema\":2" : ",\"schema\":1");
 }
 
 /// The program's name in a log is its own, not a setting: collectors sort by it.
@@ -24,7 +24,7 @@ static void formatSyslogBack(Bytes& back, const EventFormatterConfig& config) {
 }
 
 EventHeaderWriter::EventHeaderWriter(const EventFormatterConfig& config, Kind kind)
-    : fraction(kind == Kind::Json || !config.syslogRfc3164) {
+    : fraction(kind == Kind::Json || !config.syslogRfc3164), padded(config.paddedFraction) {
   if (kind == Kind::Json) {
     data::formatChars(opening, "{\"timestamp\":\"");
     formatJsonBack(back, config);

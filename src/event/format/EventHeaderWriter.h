@@ -4,6 +4,7 @@
 
 #include "encoding/Bytes.h"
 #include "encoding/Tail.h"
+#include "encoding/time.h"
 #include "event/format/EventFormatterConfig.h"
 
 namespace ns::event::format {
@@ -24,18 +25,26 @@ class EventHeaderWriter {
     if (seconds != second || front.empty()) [[unlikely]]
       renderFront(seconds);
     tail.bytes(front);
-    if (fraction) tail.uint(nanoseconds / 1000);  // as a plain number, without leading zeros
+    if (fraction) writeFraction(tail, nanoseconds / 1000);
     tail.bytes(back);
   }
 
  private:
   void renderFront(int64_t seconds);
+  void writeFraction(encoding::data::Tail& tail, uint32_t microseconds) const {
+    if (padded) {
+      tail.advance(encoding::time::writeMicroseconds(tail.room(encoding::time::MicrosecondsRoom), microseconds));
+    } else {
+      tail.uint(microseconds);  // as a plain number, without leading zeros
+    }
+  }
 
   encoding::Bytes opening;  // what stands before the time
   encoding::Bytes front;    // the opening and the time, up to its fraction; empty before the first event
   encoding::Bytes back;     // what stands behind the fraction
   bool fraction;            // RFC 3164 has none
-  int64_t second = 0;       // the one in `front`
+  bool padded;
+  int64_t second = 0;  // the one in `front`
 };
 
 }  // namespace ns::event::format

@@ -37,11 +37,11 @@ static void checkFormat(const std::vector<Entry>& entries, const CheckedSettings
   if (settings.format.syslogPriority > MaxPriority) {
     findings.warn(lineOf(entries, "message-syslog-priority"), "syslog receivers take priorities up to 191");
   }
-  if (settings.format.messageFormat != Dnstap) {
+  if (settings.format.messageFormat != Dnstap && !settings.format.completeEvents) {
     findings.warn(
         lineOf(entries, "message-format"),
         "text formats refuse resolver, forwarder and zone messages, and the owner of a zone can forge records "
-        "with them: log only CLIENT_* and AUTH_QUERY messages, or use message-format dnstap");
+        "with them: set edition 2, log only CLIENT_* and AUTH_QUERY messages, or use message-format dnstap");
   }
   if (settings.logger.interval == 0) {
     findings.fatal(lineOf(entries, "metrics-interval"), "an interval of 0 ends the process");

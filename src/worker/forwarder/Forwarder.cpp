@@ -22,7 +22,8 @@ static ForwarderBatch::Form formOf(const RecordFormatter& formatter) {
 Forwarder::Forwarder(ForwarderConfig forwarderConfig, ForwarderContext context)
     : config(std::move(forwarderConfig)),
       queue(context.queue),
-      formatter(context.formatter->getConfig(), metrics.dnstapErrors),
+      tellsSkipped(context.formatter->getConfig().completeEvents),
+      formatter(context.formatter->getConfig(), metrics.dnstapErrors, metrics.eventsSkipped),
       socket(config.id, config.socket),
       tlsSocket(config.id, false, config.tls, socket),
       fstrmSocket(config.id, config.fstrm, socket, tlsSocket),
@@ -48,6 +49,8 @@ void Forwarder::getMetrics(metrics::ForwarderMetrics& out) {
   report(out.eventsSent, lastMetrics.eventsSent, metrics.eventsSent);
   report(out.connects, lastMetrics.connects, metrics.connects);
   report(out.dnstapErrors, lastMetrics.dnstapErrors, metrics.dnstapErrors);
+  report(out.eventsSkipped, lastMetrics.eventsSkipped, metrics.eventsSkipped);
+  out.tellsSkipped = tellsSkipped;
 }
 
 void Forwarder::startProcessLoopThread() {

@@ -72,6 +72,7 @@ class Forwarder {
 
   const ForwarderConfig config;
   event::queue::EventQueue* const queue;  // borrowed from run(), outlives every worker
+  const bool tellsSkipped;                // reports have `eventsSkipped`
   metrics::ForwarderMetrics metrics;      // running counters: the worker writes, the background logger reads
   metrics::ForwarderMetrics lastMetrics;  // as they stood at the last getMetrics; the background logger's alone
   RecordFormatter formatter;

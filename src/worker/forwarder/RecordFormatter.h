@@ -14,8 +14,9 @@ namespace ns::worker::forwarder {
 class RecordFormatter {
  public:
   /// `brokenRecords` counts the records that break the rules; borrowed.
-  RecordFormatter(const event::format::EventFormatterConfig& config, std::atomic<uint64_t>& brokenRecords)
-      : formatter(config), brokenRecords(brokenRecords) {}
+  /// `skippedRecords` those that are no event.
+  RecordFormatter(const event::format::EventFormatterConfig& config, std::atomic<uint64_t>& brokenRecords,
+                  std::atomic<uint64_t>& skippedRecords);
 
   /// Whether the target takes records as they came: there are no lines then.
   bool isFormatDnstap() const { return formatter.isFormatDnstap(); }
@@ -25,8 +26,13 @@ class RecordFormatter {
   bool format(encoding::Bytes& lines, const unsigned char* record, uint32_t length);
 
  private:
+  // Chosen once, by whether events are to be complete.
+  bool (*const decode)(encoding::dnstap::DnstapView& view, const unsigned char* data, uint32_t length);
+  net::dns::Extraction (*const extract)(net::dns::DnsMessageEvent& event,
+                                        const encoding::dnstap::DnstapView& record) noexcept;
   net::dns::DnsMessageEventFormatter formatter;
   std::atomic<uint64_t>& brokenRecords;
+  std::atomic<uint64_t>& skippedRecords;
   encoding::dnstap::DnstapView dnstapView;
   net::dns::DnsMessageEvent messageEvent;
 };

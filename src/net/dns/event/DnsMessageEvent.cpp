@@ -1,5 +1,7 @@
 #include "net/dns/event/DnsMessageEvent.h"
 
+#include <algorithm>
+
 using ns::encoding::dnstap::DnstapView;
 
 namespace ns::net::dns {
@@ -38,6 +40,43 @@ Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const DnstapView& r
   if (event.seconds == 0) return Extraction::Broken;
   if (event.nanoseconds > MaxNanoseconds) return Extraction::Broken;
   if (event.message.empty()) return Extraction::Skipped;
+
+  if (!extractAddress(event.client, record.query_address, record.socket_family)) return Extraction::Broken;
+  if (!extractAddress(event.server, record.response_address, record.socket_family)) return Extraction::Broken;
+  return Extraction::Event;
+}
+
+// In microseconds, as far as they can be told apart; below 0 if a time is missing or they are out of order.
+static int64_t measureLatency(const DnstapView& record) {
+  constexpr uint64_t MostSeconds = uint64_t{1} << 40;  // far beyond any, and far from where a product overflows
+  if (record.query_time_sec == 0 || record.response_time_sec == 0) return -1;
+  if (std::max(record.query_time_sec, record.response_time_sec) > MostSeconds) return -1;
+  const auto toMicroseconds = [](uint64_t seconds, uint32_t nanoseconds) {
+    return static_cast<int64_t>(seconds) * 1000000 + nanoseconds / 1000;
+  };
+  const int64_t passed = toMicroseconds(record.response_time_sec, record.response_time_nsec) -
+                         toMicroseconds(record.query_time_sec, record.query_time_nsec);
+  return passed < 0 ? -1 : passed;
+}
+
+Extraction tryExtractCompleteEvent(DnsMessageEvent& event, const DnstapView& record) noexcept {
+  constexpr uint64_t LastCompleteType = 14;  // UPDATE_RESPONSE
+  event.type = record.type;
+  event.proto = record.socket_protocol;
+  event.port = record.query_port;
+  event.more = {record.identity,      record.version,       record.query_zone,    record.policy_rule,
+                record.policy_action, record.http_protocol, record.response_port, -1};
+  if (record.type == 0 || record.type > LastCompleteType) return Extraction::Skipped;
+
+  event.isQuery = record.type % 2 == 1;
+  const DnstapView::Piece& message = event.isQuery ? record.query_message : record.response_message;
+  if (message.empty()) return Extraction::Skipped;
+  event.message = message;
+  const bool takesQueryTime = event.isQuery ? record.query_time_sec != 0 : record.response_time_sec == 0;
+  event.seconds = takesQueryTime ? record.query_time_sec : record.response_time_sec;
+  event.nanoseconds = takesQueryTime ? record.query_time_nsec : record.response_time_nsec;
+  if (event.seconds == 0 || event.nanoseconds > MaxNanoseconds) return Extraction::Broken;
+  if (!event.isQuery && record.query_time_nsec <= MaxNanoseconds) event.more.latency = measureLatency(record);
 
   if (!extractAddress(event.client, record.query_address, record.socket_family)) return Extraction::Broken;
   if (!extractAddress(event.server, record.response_address, record.socket_family)) return Extraction::Broken;

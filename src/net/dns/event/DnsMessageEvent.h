@@ -21,6 +21,19 @@ struct DnsMessageEvent {
 
   /// The DNS message, inside the dnstap record, which must stay as it is until the event is formatted.
   std::span<const unsigned char> message;
+
+  /// What only complete events show. Bytes are in the dnstap record; empty, or 0, if it has none.
+  struct More {
+    std::span<const unsigned char> identity;
+    std::span<const unsigned char> version;
+    std::span<const unsigned char> zone;        // a DNS name in wire format
+    std::span<const unsigned char> policyRule;  // text, or a DNS name in wire format
+    uint64_t policyAction = 0;
+    uint64_t httpProtocol = 0;
+    uint64_t serverPort = 0;
+    int64_t latency = -1;  // from query to response in microseconds; below 0 for none
+  };
+  More more;
 };
 
 /// What became of a dnstap record.
@@ -36,5 +49,9 @@ constexpr uint32_t MaxNanoseconds = 999999999;
 /// Picks what an event needs out of a dnstap record. Never throws: the road of every event, broken ones included.
 /// A broken one leaves in `event` what was picked before the fault was found.
 Extraction tryExtractDnsMessageEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapView& record) noexcept;
+
+/// The same for complete events: of updates, too (types 13 and 14), with DnsMessageEvent::more, and with the record's
+/// other time where it lacks its own. The record was read by tryDecodeWholeRecord.
+Extraction tryExtractCompleteEvent(DnsMessageEvent& event, const encoding::dnstap::DnstapView& record) noexcept;
 
 }  // namespace ns::net::dns

@@ -5,6 +5,7 @@
 #include "event/format/EventHeaderWriter.h"
 #include "net/dns/event/DnsMessageEvent.h"
 #include "net/dns/event/EventBody.h"
+#include "net/dns/event/MoreTexts.h"
 #include "net/dns/event/findDomains.h"
 #include "net/dns/message/DnsMessage.h"
 
@@ -22,12 +23,17 @@ class DnsMessageEventFormatter {
   bool isFormatDnstap() const { return formatDnstap; }
 
   /// Appends one event as a line and returns true; a DNS message that does not decode becomes an error event.
-  /// Returns false, with `buffer` as it was, if there is no text for this format or type of event. `buffer` stays as it
-  /// was on an exception, too, which only a lack of memory can cause.
+  /// Returns false, with `buffer` as it was, if there is no text for this format or type of event, or none within the
+  /// limit of a complete event's line. `buffer` stays as it was on an exception, too, which only a lack of memory can
+  /// cause.
   bool format(encoding::Bytes& buffer, const DnsMessageEvent& event);
 
  private:
+  void prepare(const DnsMessageEvent& event, size_t start);
+
   DnsMessage message;
+  MoreTexts moreTexts;
+  CompleteParts parts{{}, {}, SIZE_MAX};  // of the event at hand
   event::format::EventFormatterConfig config;
   bool formatDnstap;
   const EventBody* body;  // null for a format without text

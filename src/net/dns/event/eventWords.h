@@ -18,4 +18,12 @@ constexpr uint64_t no_querylog_event_types = 13;
 extern const std::array<std::string_view, no_json_event_types> json_event_types;
 extern const std::array<std::string_view, no_querylog_event_types> querylog_event_types;
 
+/// The same with the types of updates, and for each type a word of its own.
+constexpr uint64_t no_complete_event_types = 15;
+extern const std::array<std::string_view, no_complete_event_types> complete_json_event_types;
+extern const std::array<std::string_view, no_complete_event_types> complete_querylog_event_types;
+
+extern const MnemonicTable http_protocols;
+extern const MnemonicTable policy_actions;
+
 }  // namespace ns::net::dns

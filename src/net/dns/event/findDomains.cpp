@@ -30,7 +30,8 @@ static void findInSection(const DnsMessage& message, DnsMessage::Section& sectio
 }
 
 void findDomains(DnsMessage& message, DomainsOf names, const EventFormatterConfig& config) {
-  if (names >= DomainsOf::Question) message.domainOffset = findDomain(message, message.qnameLowercase, config);
+  if (names >= DomainsOf::Question && message.qdcount != 0)
+    message.domainOffset = findDomain(message, message.qnameLowercase, config);
   if (names >= DomainsOf::Answers) findInSection(message, message.answers, message.ancount, config);
   if (names >= DomainsOf::AllRecords) {
     if (message.nscount != 0) findInSection(message, message.authorities, message.nscount, config);

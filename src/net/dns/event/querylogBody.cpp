@@ -1,5 +1,6 @@
 #include "net/dns/event/EventBody.h"
 #include "net/dns/event/eventWords.h"
+#include "net/dns/event/querylogItems.h"
 #include "net/dns/message/mnemonics.h"
 
 using ns::event::format::EventFormatterConfig;
@@ -7,16 +8,10 @@ using ns::event::format::EventHeaderWriter;
 
 namespace ns::net::dns {
 
-/// Whether the socket protocol runs over TCP: TCP itself, DOT, DOH and DNSCrypt over TCP.
-static bool isTcp(uint64_t proto) { return proto == 2 || proto == 3 || proto == 4 || proto == 6; }
-
-/// The domain of a name in brackets, which stand in extended lines even where no domains are shown.
-static auto inBrackets(const EventView& view, std::span<const unsigned char> domain) {
-  return when(view.config.querylogExtended, "[", when(view.config.domainSuffixEnabled, PlainText{domain}), "] ");
-}
-
 static void writeQuestion(LineWriter& line, const EventView& view) {
-  const auto& [event, message, config] = view;
+  const DnsMessageEvent& event = view.event;
+  const DnsMessage& message = view.message;
+  const EventFormatterConfig& config = view.config;
   line.write(querylog_event_types[event.type], event.client, "#", event.port,
              when(config.querylogExtended, " %", message.id), either(event.isQuery, ": query: ", ": response: "),
              PlainText{message.at(message.qname)}, " ", inBrackets(view, message.domain()),
@@ -24,13 +19,6 @@ static void writeQuestion(LineWriter& line, const EventView& view) {
              either(message.has(DnsMessage::FlagRd), "+", "-"), when(isTcp(event.proto), "T"), " (",
              either(event.server.empty(), "<unknown>", event.server),
              when(config.querylogExtended, " ", message.size, "b"), ")");
-}
-
-static void writeAnswer(LineWriter& line, const EventView& view, const DnsRecord& record) {
-  const DnsMessage& message = view.message;
-  line.write("; ", PlainText{message.at(record.name)}, " ", inBrackets(view, message.domainOf(record)), record.ttl, " ",
-             DnsWord{record_classes, record.rrclass}, " ", DnsWord{record_types, record.type}, " ",
-             PlainText{message.at(record.rdata)});
 }
 
 static void writeResponse(LineWriter& line, const EventView& view) {
@@ -46,7 +34,8 @@ static void write(LineWriter& line, const EventView& view) {
 }
 
 static void writeError(LineWriter& line, const EventView& view) {
-  const auto& [event, message, config] = view;
+  const DnsMessageEvent& event = view.event;
+  const DnsMessage& message = view.message;
   line.write("errors: ", std::string_view(message.error), ": client ", event.client, "#", event.port, ": server ",
              event.server, ": packet \\# ", message.size, " ", HexText{event.message}, "\n");
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "encoding/Bytes.h"
+#include "net/dns/message/Edns.h"
 
 namespace ns::net::dns {
 
@@ -38,14 +39,20 @@ struct DnsMessage {
   static constexpr size_t Slack = 32;
 
   // Bits of `flags` (RFC 1035, 4.1.1)
+  static constexpr uint16_t FlagQr = 0x8000;
+  static constexpr uint16_t FlagAa = 0x0400;
   static constexpr uint16_t FlagTc = 0x0200;
   static constexpr uint16_t FlagRd = 0x0100;
   static constexpr uint16_t FlagRa = 0x0080;
-  static constexpr uint16_t FlagAd = 0x0020;  // RFC 4035, 3.1.6
+  static constexpr uint16_t FlagAd = 0x0020;  // RFC 4035, 3.1.6, like the next
+  static constexpr uint16_t FlagCd = 0x0010;
   static constexpr uint16_t RcodeMask = 0x000F;
 
   bool has(uint16_t flag) const { return (flags & flag) != 0; }
   uint16_t rcode() const { return flags & RcodeMask; }
+  /// With the bits that the OPT record has.
+  uint16_t extendedRcode() const { return static_cast<uint16_t>(edns.upperRcode << 4 | rcode()); }
+  uint16_t opcode() const { return flags >> 11 & 0x0F; }
 
   std::span<const unsigned char> at(TextView view) const { return {text.data() + view.offset, view.length}; }
 
@@ -59,7 +66,7 @@ struct DnsMessage {
   uint32_t size = 0;  // of the packet in bytes
   uint16_t id = 0;
   uint16_t flags = 0;    // the second word of the header
-  uint16_t qdcount = 0;  // 1 after a good decode
+  uint16_t qdcount = 0;  // 1 after a good decode, or 0 where that was allowed
   uint16_t ancount = 0;
   uint16_t nscount = 0;
   uint16_t arcount = 0;     // without the records that are not kept
@@ -71,6 +78,9 @@ struct DnsMessage {
   Section answers;
   Section authorities;
   Section additionals;
+
+  Edns edns;             // of the additional section, in which it is not kept
+  bool hasTsig = false;  // likewise (RFC 8945)
 
   encoding::Bytes text;  // Slack bytes of no meaning at its end
 

@@ -48,8 +48,9 @@ class MessageText {
     tail.uint(value);
   }
 
-  /// Takes back the last character.
+  /// Takes back the last character, or all that was written since size() was `offset`.
   void dropLast() { tail.dropLast(); }
+  void rewind(uint32_t offset) { tail.rewind(offset); }
 
   /// The piece that began at `offset` and ends here. Throws DnsError if the text is too much with it.
   TextView since(uint32_t offset) const {

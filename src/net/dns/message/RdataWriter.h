@@ -22,6 +22,11 @@ class RdataWriter {
       failBounds(offset, rdlength, length);
   }
 
+  /// The message, and where the text goes.
+  const unsigned char* getData() const { return data; }
+  uint32_t getLength() const { return length; }
+  MessageText& getText() const { return text; }
+
   uint32_t getPosition() const { return position; }
   uint32_t getEnd() const { return end; }
   /// The number of bytes up to the record's end; from behind that end it is far too large for any message.

@@ -13,7 +13,7 @@ namespace data = ns::encoding::data;
 namespace ns::net::dns {
 
 void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, bool withTrailingDot) {
-  decodeDnsMessage(data, length, message, NameForms{.trailingDot = withTrailingDot, .lowercase = true});
+  decodeDnsMessage(data, length, message, TextForms{.trailingDot = withTrailingDot, .lowercase = true});
 }
 
 uint32_t decodeDnsMessageFqdn(uint32_t offset, const unsigned char* data, uint32_t length, encoding::Bytes& name,

@@ -1,23 +1,24 @@
 #include "net/dns/message/decodeDnsMessage.h"
 
 #include <exception>
+#include <span>
 #include <string>
 
 #include "encoding/data.h"
 #include "net/dns/message/DnsError.h"
 #include "net/dns/message/MessageText.h"
 #include "net/dns/message/names.h"
+#include "net/dns/message/presentation.h"
 #include "net/dns/message/rdata.h"
 
 namespace data = ns::encoding::data;
 
 namespace ns::net::dns {
 
-/// Records that speak of the message and not of a name (RFC 6891, RFC 8945, RFC 2931).
-static bool isAboutMessage(uint16_t type) {
-  constexpr uint16_t Sig = 24, Opt = 41, Tsig = 250;
-  return type == Opt || type == Tsig || type == Sig;
-}
+// Records that speak of the message and not of a name (RFC 6891, RFC 8945, RFC 2931).
+static constexpr uint16_t Sig = 24, Opt = 41, Tsig = 250;
+
+static bool isAboutMessage(uint16_t type) { return type == Opt || type == Tsig || type == Sig; }
 
 [[noreturn, gnu::cold, gnu::noinline]] static void failQuestions(uint16_t count) {
   throw DnsError("No question RRs " + std::to_string(count) + " is not 1");
@@ -33,11 +34,13 @@ namespace {
 /// One decode of one message.
 class MessageDecoder {
  public:
-  MessageDecoder(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms)
+  MessageDecoder(const unsigned char* data, uint32_t length, DnsMessage& message, TextForms forms)
       : data(data),
         length(length),
         message(message),
         withLowercase(forms.lowercase),
+        complete(forms.complete),
+        writeData(forms.rfcRecordData ? writePresentation : writeRdata),
         text(emptied(message.text), forms.trailingDot) {}
 
   /// Throws DnsError or DataError on a bad packet, with the message's numbers as far as they were read and no text.
@@ -55,8 +58,10 @@ class MessageDecoder {
 
   void decodeHeader();
   void decodeQuestion();
+  void decodeNoQuestion();
   void decodeSection(DnsMessage::Section& section, uint16_t& count, bool additional);
   bool decodeRecord(DnsRecord& record, bool additional);
+  void noteAboutMessage(const DnsRecord& record, std::span<const unsigned char> rdata);
   void decodeOwner(DnsRecord& record);
   const KnownName* findOwner() const;
   void readName(KnownName& known);
@@ -67,6 +72,8 @@ class MessageDecoder {
   uint32_t position = 0;
   DnsMessage& message;
   const bool withLowercase;
+  const bool complete;
+  void (*const writeData)(RdataWriter& writer, uint16_t type);
   MessageText text;
   KnownName question;
   KnownName owner;  // the last owner name that was read for itself
@@ -95,11 +102,24 @@ void MessageDecoder::decodeHeader() {
   message.ancount = readUint16();
   message.nscount = readUint16();
   message.arcount = readUint16();
+  message.edns.present = false;
+  message.edns.upperRcode = 0;
+  message.hasTsig = false;
+}
+
+// Leaves nothing of the message before.
+void MessageDecoder::decodeNoQuestion() {
+  if (message.qdcount != 0 || !complete) failQuestions(message.qdcount);
+  message.qname = {};
+  message.qnameLowercase = {};
+  message.domainOffset = 0;
+  message.qtype = 0;
+  message.qclass = 0;
 }
 
 void MessageDecoder::decodeQuestion() {
   if (message.qdcount != 1) [[unlikely]]
-    failQuestions(message.qdcount);
+    return decodeNoQuestion();
   readName(question);
   message.qname = question.name;
   message.qnameLowercase = question.lowercase;
@@ -129,11 +149,26 @@ bool MessageDecoder::decodeRecord(DnsRecord& record, bool additional) {
   const uint16_t rdlength = readUint16();
   RdataWriter rdata(data, length, position, rdlength, text);
   position += rdlength;  // whatever is made of the data
-  if (additional && isAboutMessage(record.type)) return false;
+  if (additional && isAboutMessage(record.type)) {
+    if (complete) noteAboutMessage(record, {data + position - rdlength, rdlength});
+    return false;
+  }
   const uint32_t start = text.size();
-  writeRdata(rdata, record.type);
+  writeData(rdata, record.type);
   record.rdata = text.since(start);
   return true;
+}
+
+// Of several OPT records the first one counts; there must be one at most (RFC 6891, 6.1.1).
+void MessageDecoder::noteAboutMessage(const DnsRecord& record, std::span<const unsigned char> rdata) {
+  if (record.type == Tsig) message.hasTsig = true;
+  if (record.type != Opt || message.edns.present) return;
+  message.edns = {true,
+                  (record.ttl & 0x8000) != 0,
+                  static_cast<uint8_t>(record.ttl >> 16),
+                  static_cast<uint8_t>(record.ttl >> 24),
+                  record.rrclass,
+                  rdata};
 }
 
 void MessageDecoder::decodeOwner(DnsRecord& record) {
@@ -189,7 +224,7 @@ void MessageDecoder::readName(KnownName& known) {
 /// the worst packet's 16 MiB, and as much in lower case, would stay for good.
 static constexpr size_t MaxMemory = size_t{8} << 20;
 
-void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, NameForms forms) {
+void decodeDnsMessage(const unsigned char* data, uint32_t length, DnsMessage& message, TextForms forms) {
   if (message.text.capacity() > MaxMemory) [[unlikely]]
     message.text = encoding::Bytes();
   message.error.clear();

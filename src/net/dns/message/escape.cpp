@@ -2,11 +2,12 @@
 
 namespace ns::net::dns {
 
+template <class Escapes>
 unsigned char* writeEscapedBytewise(unsigned char* out, const unsigned char* text, uint32_t length) {
   for (const unsigned char* const end = text + length; text != end; ++text) {
     const unsigned char byte = *text;
-    if (byte >= ' ' && byte <= '~') {
-      if (byte == '"' || byte == '\\') *out++ = '\\';
+    if (byte >= Escapes::FirstPlain && byte <= '~') {
+      if (Escapes::hasMeaning(byte)) *out++ = '\\';
       *out++ = byte;
     } else {
       *out++ = '\\';
@@ -17,5 +18,8 @@ unsigned char* writeEscapedBytewise(unsigned char* out, const unsigned char* tex
   }
   return out;
 }
+
+template unsigned char* writeEscapedBytewise<QuotedEscapes>(unsigned char*, const unsigned char*, uint32_t);
+template unsigned char* writeEscapedBytewise<LabelEscapes>(unsigned char*, const unsigned char*, uint32_t);
 
 }  // namespace ns::net::dns

@@ -31,6 +31,9 @@ static constexpr auto ResponseCodes = makeMnemonics<24>({
     {23, "BADCOOKIE"},
 });
 
+static constexpr auto Opcodes =
+    makeMnemonics<7>({{0, "QUERY"}, {1, "IQUERY"}, {2, "STATUS"}, {4, "NOTIFY"}, {5, "UPDATE"}, {6, "DSO"}});
+
 static constexpr auto CertTypes = makeMnemonics<255>({
     {1, "PKIX"},
     {2, "SPKI"},
@@ -86,6 +89,7 @@ static constexpr auto HighRecordTypes = makeMnemonics<2>({{0, "TA"}, {1, "DLV"}}
 
 const MnemonicTable record_classes{"CLASS", RecordClasses.data(), RecordClasses.size()};
 const MnemonicTable response_codes{"RCODE", ResponseCodes.data(), ResponseCodes.size()};
+const MnemonicTable opcodes{"OPCODE", Opcodes.data(), Opcodes.size()};
 const MnemonicTable cert_types{"", CertTypes.data(), CertTypes.size()};
 const MnemonicTable algorithm_types{"", AlgorithmTypes.data(), AlgorithmTypes.size()};
 const MnemonicTable record_types{"TYPE", RecordTypes.data(), RecordTypes.size(), HighRecordTypes.data(),

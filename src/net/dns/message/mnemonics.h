@@ -7,6 +7,7 @@ namespace ns::net::dns {
 
 extern const MnemonicTable record_classes;
 extern const MnemonicTable response_codes;
+extern const MnemonicTable opcodes;
 extern const MnemonicTable cert_types;
 extern const MnemonicTable algorithm_types;
 extern const MnemonicTable record_types;
