@@ -175,7 +175,8 @@ def test_a_value_is_taken_or_refused(config, expected, tmp_path):
 
 def test_mistakes_are_found_in_the_order_of_reading(tmp_path):
     keys = ("edition message-line-limit message-fqdn-format domain-suffix-mode domain-suffix "
-            "message-querylog-format message-format message-syslog-format message-syslog-priority message-queue-size message-queue-recovery forwarder "
+            "message-querylog-format message-format message-syslog-format message-syslog-priority "
+            "message-queue-size message-queue-recovery forwarder "
             "listener metrics-interval metrics-format").split()
     assert keys == [k for k in KEYS if k not in ("message-hostname", "message-queue-filename")]  # which take any text
     for n, key in enumerate(keys):

@@ -189,7 +189,8 @@ class Records(random.Random):
             match self.randint(0, 3):
                 case 0: del data[where:]
                 case 1: data += self.some(1, 3)
-                case 2: data[where:where + 1] = self.choice((b"\0", b"\1", b"?", b"@", b"\x80", b"\xc0", self.some(1, 1)))
+                case 2: data[where:where + 1] = self.choice((b"\0", b"\1", b"?", b"@", b"\x80", b"\xc0",
+                                                             self.some(1, 1)))
                 case 3: data[where:where + 1] = b""
         return bytes(data)
 
