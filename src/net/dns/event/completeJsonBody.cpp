@@ -28,7 +28,7 @@ class CompleteJson {
         whole(cut != Cut::AllWithoutBound) {}
 
   void write() {
-    writeClient(complete_json_event_types[view.event.type]);
+    writeClient(json_event_types[view.event.type]);
     writeHead();
     if (message.qdcount != 0) writeQuestion();
     if (!view.event.isQuery) line.write(member<"rcode">(DnsWord{response_codes, message.extendedRcode()}));

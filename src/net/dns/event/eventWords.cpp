@@ -7,7 +7,7 @@ static constexpr auto SocketProtocols = makeMnemonics<8>(
 
 const MnemonicTable socket_protocols{"PROTO", SocketProtocols.data(), SocketProtocols.size()};
 
-const std::array<std::string_view, no_json_event_types> json_event_types{
+const std::array<std::string_view, no_complete_event_types> json_event_types{
     "",
     "\"auth-query\"",
     "\"auth-response\"",
@@ -21,6 +21,8 @@ const std::array<std::string_view, no_json_event_types> json_event_types{
     "\"stub-response\"",
     "\"tool-query\"",
     "\"tool-response\"",
+    "\"update-query\"",
+    "\"update-response\"",
 };
 
 const std::array<std::string_view, no_querylog_event_types> querylog_event_types{
@@ -37,24 +39,6 @@ const std::array<std::string_view, no_querylog_event_types> querylog_event_types
     "queries: stub ",
     "queries: tool ",
     "queries: tool ",
-};
-
-const std::array<std::string_view, no_complete_event_types> complete_json_event_types{
-    "",
-    "\"auth-query\"",
-    "\"auth-response\"",
-    "\"resolver-query\"",
-    "\"resolver-response\"",
-    "\"client-query\"",
-    "\"client-response\"",
-    "\"forwarder-query\"",
-    "\"forwarder-response\"",
-    "\"stub-query\"",
-    "\"stub-response\"",
-    "\"tool-query\"",
-    "\"tool-response\"",
-    "\"update-query\"",
-    "\"update-response\"",
 };
 
 const std::array<std::string_view, no_complete_event_types> complete_querylog_event_types{
