@@ -43,14 +43,10 @@ class Tail {
     out = written;
   }
 
-  /// Takes back the last byte that was written here, or puts another one in its place.
+  /// Takes back the last byte that was written here.
   void dropLast() {
     assert(size() > start);
     --out;
-  }
-  void replaceLast(char value) {
-    assert(size() > start);
-    out[-1] = static_cast<unsigned char>(value);
   }
 
   /// Takes back what was written since size() was `size`.

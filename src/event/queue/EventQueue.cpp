@@ -47,12 +47,11 @@ uint64_t EventQueue::behind(uint64_t offset, uint64_t count) const noexcept {
 }
 
 uint32_t EventQueue::lengthAt(uint64_t offset) const noexcept {
-  if (room(offset) >= PrefixSize) [[likely]] {
-    const unsigned char* prefix = buffer.get() + offset;
-    return uint32_t{prefix[0]} << 16 | uint32_t{prefix[1]} << 8 | uint32_t{prefix[2]};
-  }
+  if (room(offset) >= PrefixSize) [[likely]]
+    return encoding::data::loadUint24(buffer.get() + offset);
   const uint64_t second = behind(offset, 1);
-  return uint32_t{buffer[offset]} << 16 | uint32_t{buffer[second]} << 8 | uint32_t{buffer[behind(second, 1)]};
+  const std::array<unsigned char, PrefixSize> prefix{buffer[offset], buffer[second], buffer[behind(second, 1)]};
+  return encoding::data::loadUint24(prefix.data());
 }
 
 void EventQueue::advanceRead(uint64_t count) noexcept {
@@ -88,16 +87,11 @@ void EventQueue::storeBytes(const unsigned char* data, size_t length) noexcept {
   if (writeOffset != 0) std::memcpy(buffer.get(), data + first, writeOffset);
 }
 
-static unsigned char* writePrefix(unsigned char* out, size_t length) noexcept {
-  for (const int shift : {16, 8, 0}) *out++ = static_cast<unsigned char>(length >> shift);
-  return out;
-}
-
 // A message goes only where the new one needs its room to the byte, so that a message as large as the ring fits.
 void EventQueue::store(const unsigned char* data, size_t length) noexcept {
   while (config.size - used() < PrefixSize + length) moveReadToNextMessage();
   std::array<unsigned char, PrefixSize> prefix;
-  writePrefix(prefix.data(), length);
+  encoding::data::writeBigEndian<PrefixSize>(prefix.data(), length);
   storeBytes(prefix.data(), PrefixSize);
   if (length != 0) storeBytes(data, length);
 }
@@ -116,7 +110,7 @@ void EventQueue::append(const unsigned char* data, size_t length) {
 void EventQueue::storeInFront(std::span<const std::span<const unsigned char>> messages) noexcept {
   unsigned char* out = buffer.get() + writeOffset;
   for (const auto& message : messages) {
-    out = writePrefix(out, message.size());
+    out = encoding::data::writeBigEndian<PrefixSize>(out, message.size());
     if (!message.empty()) std::memcpy(out, message.data(), message.size());
     out += message.size();
   }

@@ -62,7 +62,7 @@ encoding::Bytes& QueueFileWriter::next() {
 bool QueueFileWriter::write() {
   if (record.size() <= HeaderSize) return false;
   const uint32_t length = static_cast<uint32_t>(record.size() - HeaderSize);
-  for (int i = 0; i < 4; ++i) record[static_cast<size_t>(i)] = static_cast<unsigned char>(length >> (24 - 8 * i));
+  encoding::data::writeUint32(record.data(), length);
   record[4] = getChecksum(record.data() + HeaderSize, length);
   if (std::fwrite(record.data(), record.size(), 1, file.get()) != 1) fail("Write next event to ", errno);
   return true;
